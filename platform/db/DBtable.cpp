@@ -1,0 +1,612 @@
+#include "db/DBtable.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstring>
+
+#include "db/DBtran.h"
+#include "db/FaultSeam.h"
+#include "log/EvDebug.h"
+
+using hubdb::EngineError;
+using hubdb::FaultPoint;
+using hubdb::Form;
+using hubdb::injectedFault;
+using hubdb::Value;
+using hubdb::ValueList;
+
+std::atomic<bool> DBtable::b_newDBBase = false;
+std::recursive_mutex DBtable::DBCriticalSection;
+
+namespace {
+
+/// The first of this thread's open reads outside a transaction.
+DBtable*& threadReaders() {
+    thread_local DBtable* first = nullptr;
+    return first;
+}
+
+Value valueOf(const OVDBDataTypeBase& typed) {
+    if (typed.null)
+        return Value::null();
+    if (const auto* number = dynamic_cast<const OVDB_int*>(&typed))
+        return Value::int32(number->value);
+    if (const auto* wide = dynamic_cast<const OVDB___int64*>(&typed))
+        return Value::int64(wide->value);
+    return Value::ofText(dynamic_cast<const OVDB_string&>(typed).value);
+}
+
+/// Why a call on the connection answered `status`.
+EngineError errorOf(const hubdb::Lease& lease, int status) {
+    const EngineError& error = lease.session().connection().error();
+    return error.status == status ? error : EngineError{status, 0, dbStatusText(status)};
+}
+
+std::string joined(const std::vector<std::string>& parts, const char* between) {
+    std::string text;
+    for (const auto& part : parts)
+        text += (text.empty() ? "" : between) + part;
+    return text;
+}
+
+} // namespace
+
+DBtable::DBtable(const OVDBRowDeclaration& declaration, int /*reserved*/, DBtran* transaction)
+    : declaration_(declaration), transaction_(transaction) {}
+
+DBtable::~DBtable() {
+    endRead();
+    if (transaction_ != nullptr)
+        transaction_->removeObject(this);
+}
+
+void DBtable::joinTransaction() noexcept {
+    if (transaction_ == nullptr)
+        return; // nothing to register: point reads do not queue for the process-wide lock
+    const std::lock_guard lock(DBCriticalSection);
+    try {
+        transaction_->addObject(this);
+    } catch (...) {
+        log_error(declaration_.file, declaration_.line, "%s Constructor [0x%08x], caught an exception",
+                  declaration_.name, static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(this)));
+    }
+}
+
+void DBtable::loseTransaction() noexcept {
+    endRead();
+    transaction_ = nullptr;
+    transactionGone_ = true;
+}
+
+std::string DBtable::description() const {
+    return std::string(declaration_.kindName()) + " " + declaration_.name;
+}
+
+// ---- filters, order and inputs
+
+void DBtable::setIsolationType(unsigned int type) {
+    constexpr unsigned int kRepeatableRead = 4;
+    if (type == 0 || type > kRepeatableRead)
+        refuse(kDbBadStatement, "isolation type " + std::to_string(type) + " is not known");
+}
+
+void DBtable::setWhere(const char* format, ...) {
+    endRead();
+    refused_ = kDbOk;
+    position_ = Position::kFiltered;
+    where_ = Form::of(format);
+    if (!where_->error().empty()) {
+        refuse(kDbBadStatement, "filter \"" + where_->text() + "\": " + where_->error());
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int status = where_->collect(arguments, values_);
+    va_end(arguments);
+    if (status != kDbOk)
+        refuse(status, "filter \"" + where_->text() + "\": a text is not whole UTF-8");
+}
+
+void DBtable::setOrderBy(const char* columns) {
+    if (columns == nullptr) {
+        order_ = nullptr;
+        return;
+    }
+    const std::string_view text = columns;
+    const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
+        return c == ' ' || c == ',' || c == '_' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
+               (c >= 'A' && c <= 'Z');
+    });
+    order_ = Form::of(columns);
+    if (!plain)
+        refuse(kDbBadStatement, "order \"" + order_->text() + "\": only column names, commas, ASC and DESC");
+}
+
+bool DBtable::valuesClauseCheck(std::size_t /*length*/) {
+    // Values are bound, not written into a text, so there is no room to make.
+    ClearBoundInputs();
+    return true;
+}
+
+int DBtable::CallDBsprintfWrapper(const char* format, ...) {
+    const auto form = Form::of(format);
+    if (!form->error().empty())
+        return refuse(kDbBadStatement, "inputs \"" + form->text() + "\": " + form->error());
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int status = form->collect(arguments, values_);
+    va_end(arguments);
+    return status == kDbOk ? kDbOk : refuse(status, "inputs \"" + form->text() + "\": a text is not whole UTF-8");
+}
+
+void DBtable::ClearBoundInputs() {
+    endRead();
+    refused_ = kDbOk;
+    values_.clear();
+}
+
+void DBtable::BindInput(const OVDBDataTypeBase* typed) {
+    const Value value = valueOf(*typed);
+    if (value.type == Value::Type::kInt32 || value.type == Value::Type::kInt64)
+        values_.add(value);
+    else if (value.type == Value::Type::kText && hubdb::isWholeText(value.text))
+        values_.addText(value.text);
+    else
+        refuse(kDbBadText, "an input of " + description() + " is not whole UTF-8");
+}
+
+int DBtable::refuse(int status, const std::string& words) {
+    refused_ = status;
+    refusedWords_ = words;
+    EvDebug::Error("DBtable", "%s: %s", description().c_str(), words.c_str());
+    return status;
+}
+
+int DBtable::fail(int status, const std::string& words) {
+    lastStatus_ = status;
+    lastWords_ = words.empty() ? dbStatusText(status) : words;
+    hubdb::lastFailure() = {status, lastWords_};
+    return status;
+}
+
+std::string DBtable::getErrorStr(int status) const {
+    return status == lastStatus_ && status < 0 ? lastWords_ : dbStatusText(status);
+}
+
+// ---- running statements
+
+hubdb::Lease* DBtable::enter(EngineError& error) {
+    if (transactionGone_)
+        error = {kDbTransactionFailed, 0, "the transaction of this accessor is gone"};
+    else if (transaction_ != nullptr)
+        return transaction_->usable(error);
+    else if (session_.enter(error))
+        return &session_.lease();
+    return nullptr;
+}
+
+hubdb::Lease& DBtable::currentLease() const {
+    return transaction_ != nullptr ? transaction_->lease_ : session_.lease();
+}
+
+void DBtable::leave() noexcept {
+    if (reading_ == nullptr)
+        session_.leave();
+}
+
+std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connection& connection) const {
+    const std::string object = declaration_.object;
+    const auto keyNames = [this] {
+        std::vector<std::string> names;
+        for (const auto* key : declaration_.keys)
+            if (key != nullptr)
+                names.emplace_back(key->name);
+        return names;
+    };
+    const auto filter = [this] { return where_ == nullptr ? std::string() : " WHERE " + where_->sql(); };
+    // The key's filter has no blank behind its placeholders, and an engine may need one.
+    const auto byKey = [this] {
+        std::string where = makeTypedRow()->getPrimaryWhere();
+        for (std::size_t at = 0; (at = where.find('?', at)) != std::string::npos; at += 2)
+            where.insert(at + 1, " ");
+        return " WHERE " + where;
+    };
+    switch (operation) {
+    case Operation::kCall:
+        return connection.callText(declaration_, values_.view().size());
+    case Operation::kInsert: {
+        std::vector<std::string> names;
+        std::vector<std::string> marks;
+        for (const auto& column : declaration_.columns) {
+            if (column.givenByDatabase)
+                continue;
+            names.emplace_back(column.name);
+            marks.emplace_back("?");
+        }
+        const auto* serial = declaration_.serial();
+        return "INSERT INTO " + object + " (" + joined(names, ", ") + ") VALUES (" + joined(marks, ", ") + ")" +
+               (serial == nullptr ? "" : std::string(" RETURNING ") + serial->name);
+    }
+    case Operation::kUpdate:
+        return "UPDATE " + object + " SET " + set->sql() + filter();
+    case Operation::kUpdateRow:
+        return "UPDATE " + object + " SET " + set->sql() + byKey();
+    case Operation::kDelete:
+        return "DELETE FROM " + object + filter();
+    case Operation::kDeleteRow:
+        return "DELETE FROM " + object + byKey();
+    case Operation::kReadOne:
+    case Operation::kReadAll:
+        break;
+    }
+    const std::string order = order_ == nullptr ? joined(keyNames(), ", ") : order_->text();
+    return std::string("SELECT ") + declaration_.columnList + " FROM " + object + filter() +
+           (order.empty() ? "" : " ORDER BY " + order) + (operation == Operation::kReadOne ? " LIMIT 1" : "");
+}
+
+hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<const Form>& set,
+                                     std::span<const Value> values, int& status) {
+    const bool reads = operation <= Operation::kCall && declaration_.readsOnly;
+    const bool filtered = operation != Operation::kInsert && operation != Operation::kCall &&
+                          operation != Operation::kUpdateRow && operation != Operation::kDeleteRow;
+    const bool ordered = operation == Operation::kReadOne || operation == Operation::kReadAll;
+    const hubdb::StatementKey key{&declaration_,
+                                  static_cast<int>(operation),
+                                  operation == Operation::kCall ? values.size() : 0,
+                                  filtered ? where_.get() : nullptr,
+                                  ordered ? order_.get() : nullptr,
+                                  set.get()};
+    for (bool again = false;; again = true) {
+        EngineError error;
+        hubdb::Lease* const lease = enter(error);
+        if (lease == nullptr) {
+            status = fail(error.status, error.words);
+            return nullptr;
+        }
+        hubdb::Session& session = lease->session();
+        hubdb::CachedStatement* entry = session.find(key);
+        if (!reads && transaction_ != nullptr && transaction_->readOnly_) {
+            status = fail(kDbReadOnly, "the transaction was begun as read-only");
+            return nullptr;
+        }
+        if (entry == nullptr) {
+            const std::string sql = sqlFor(operation, set.get(), session.connection());
+            if (!sql.empty())
+                entry = session.add(key, {filtered ? where_ : nullptr, ordered ? order_ : nullptr, set}, sql);
+            if (entry != nullptr)
+                hubdb::Counters::add(lease->counters().prepared);
+            else
+                error = sql.empty() ? EngineError{kDbBadStatement, 0,
+                                                  std::string("there is no procedure or cursor ") + declaration_.object}
+                                    : session.connection().error();
+        }
+        if (entry != nullptr) {
+            hubdb::Counters::add(lease->counters().executed);
+            status = injectedFault(FaultPoint::kExecute, declaration_.object);
+            if (status == kDbOk)
+                status = entry->statement->execute(values);
+            if (status >= 0)
+                return entry;
+            error = errorOf(*lease, status);
+            hubdb::Session::release(*entry);
+        }
+        status = error.status;
+        if (status == kDbConnectionLost)
+            session.condemn();
+        if (transaction_ != nullptr)
+            transaction_->statementFailed();
+        leave();
+        // A read whose connection died before its first row is safe to run again; a write never is.
+        if (status != kDbConnectionLost || again || !reads || transaction_ != nullptr) {
+            fail(status, error.words);
+            return nullptr;
+        }
+    }
+}
+
+// ---- reading
+
+void DBtable::rememberKey() {
+    std::size_t index = 0;
+    for (const auto* key : declaration_.keys) {
+        if (key == nullptr)
+            break;
+        if (key->kind == OVDBColumnKind::kInt) {
+            std::int32_t narrow = 0;
+            std::memcpy(&narrow, row_ + key->offset, sizeof narrow);
+            key_[index++] = narrow;
+        } else {
+            std::memcpy(&key_[index++], row_ + key->offset, sizeof(std::int64_t));
+        }
+    }
+    position_ = Position::kOnRow;
+}
+
+int DBtable::deliverRow() {
+    rowPending_ = false;
+    const int status = reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
+    if (status != kDbOk) {
+        clearRow();
+        endRead();
+        return fail(status, std::string("a row of ") + declaration_.object +
+                                " holds a number outside its column's range, or a value of another type");
+    }
+    hubdb::Counters::add(currentLease().counters().rows);
+    rememberKey();
+    if (auto* typed = typedRow())
+        fillTypedRow(*typed);
+    return kDbOk;
+}
+
+int DBtable::startRead(Operation operation) {
+    endRead();
+    position_ = Position::kPastRows;
+    if (refused_ != kDbOk)
+        return fail(refused_, refusedWords_);
+    int status = kDbOk;
+    if (declaration_.kind != OVDBObjectKind::kTable)
+        operation = Operation::kCall;
+    reading_ = run(operation, nullptr, values_.view(), status);
+    rowPending_ = status == kDbOk;
+    if (status == kDbNoRow)
+        endRead();
+    return status;
+}
+
+int DBtable::nextRow() {
+    if (reading_ == nullptr)
+        return kDbNoRow;
+    if (rowPending_)
+        return deliverRow();
+    hubdb::Lease& lease = currentLease();
+    int status = kDbConnectionLost;
+    const bool ours = lease.usable();
+    if (ours) {
+        status = injectedFault(FaultPoint::kNextRow, declaration_.object);
+        if (status == kDbOk)
+            status = reading_->statement->next();
+        if (status == kDbOk)
+            return deliverRow();
+    }
+    position_ = Position::kPastRows;
+    if (status == kDbNoRow) {
+        endRead();
+        return status;
+    }
+    std::string words = "the read belongs to the process that this one was forked from";
+    if (ours) {
+        words = errorOf(lease, status).words;
+        if (status == kDbConnectionLost)
+            lease.session().condemn();
+    }
+    if (transaction_ != nullptr)
+        transaction_->statementFailed();
+    endRead();
+    return fail(status, words);
+}
+
+void DBtable::endRead() noexcept {
+    if (reading_ == nullptr)
+        return;
+    if (currentLease().usable())
+        hubdb::Session::release(*reading_);
+    reading_ = nullptr;
+    rowPending_ = false;
+    session_.leave();
+    for (DBtable** reader = &threadReaders(); *reader != nullptr; reader = &(*reader)->nextReader_) {
+        if (*reader == this) {
+            *reader = nextReader_;
+            break;
+        }
+    }
+}
+
+void DBtable::joinThreadReaders() {
+    if (reading_ == nullptr || transaction_ != nullptr)
+        return;
+    nextReader_ = threadReaders();
+    threadReaders() = this;
+}
+
+void DBtable::detachThreadReads() {
+    // An embedded engine's open read keeps its lock, and this thread's own transaction would wait for it in vain.
+    // A failure to detach is met by the read itself when it asks for its next row.
+    for (DBtable* reader = threadReaders(); reader != nullptr; reader = reader->nextReader_)
+        if (reader->session_.lease().usable())
+            (void)reader->reading_->statement->detach();
+}
+
+int getOneRow(DBtable* table, bool /*reserved*/, int /*reservedNumber*/, int /*reservedFlags*/) {
+    int status = table->startRead(DBtable::Operation::kReadOne);
+    if (status == kDbOk)
+        status = table->deliverRow();
+    table->endRead();
+    return status;
+}
+
+int getNextRow(DBtable* table, int* state, int /*reservedNumber*/, int /*reservedFlags*/) {
+    if (*state != 0)
+        return table->nextRow();
+    *state = 1;
+    const int status = table->startRead(DBtable::Operation::kReadAll);
+    table->joinThreadReaders();
+    return status == kDbOk ? table->deliverRow() : status;
+}
+
+int DBtable::openCursor() {
+    const int status = startRead(Operation::kReadAll);
+    joinThreadReaders();
+    return status == kDbNoRow ? kDbOk : status;
+}
+
+int DBtable::fetchCursor(bool /*reserved*/) {
+    return nextRow();
+}
+
+int DBtable::closeCursor() {
+    endRead();
+    return kDbOk;
+}
+
+int DBtable::fetchXML(std::string& xml) {
+    while (reading_ != nullptr) {
+        int status = reading_->statement->readText(xml);
+        rowPending_ = false;
+        if (status == kDbOk)
+            status = reading_->statement->next();
+        if (status == kDbOk)
+            continue;
+        if (status == kDbNoRow) {
+            endRead();
+            break;
+        }
+        return nextRow();
+    }
+    return kDbOk;
+}
+
+// ---- rows
+
+void DBtable::clearRow() noexcept {
+    std::size_t index = 0;
+    for (const auto& column : declaration_.columns) {
+        if (column.kind == OVDBColumnKind::kLongText || column.kind == OVDBColumnKind::kLongWideText) {
+            auto& text = *reinterpret_cast<OVDBText*>(row_ + column.offset);
+            text.bytes.clear();
+            text.isNull = false;
+        } else {
+            std::memset(row_ + column.offset, 0, column.size);
+        }
+        if (indicators_ != nullptr)
+            indicators_[index++] = 0;
+    }
+}
+
+void DBtable::fillTypedRow(OVDBRowBase& typed) const {
+    auto& values = typed.getData();
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const auto& column = declaration_.columns[i];
+        const char* const member = row_ + column.offset;
+        if (indicators_ != nullptr && indicators_[i] != 0) {
+            values[i]->setInternalNull(true);
+        } else {
+            values[i]->setInternalNull(false);
+            if (column.isInteger()) {
+                values[i]->setData(member, 0, static_cast<int>(column.size), false);
+            } else if (column.isFixedText()) {
+                values[i]->setData(member, 0, static_cast<int>(strnlen(member, column.size)), false);
+            } else {
+                const auto& bytes = reinterpret_cast<const OVDBText*>(member)->bytes;
+                values[i]->setData(bytes.data(), 0, static_cast<int>(bytes.size()), false);
+            }
+        }
+        values[i]->setUpdated(kNotUpdated);
+    }
+}
+
+int DBtable::memberValue(std::size_t index, Value& value) const {
+    const auto& column = declaration_.columns[index];
+    const char* const member = row_ + column.offset;
+    const bool saidNull = indicators_ != nullptr && indicators_[index] != 0;
+    if (column.kind == OVDBColumnKind::kInt) {
+        std::int32_t narrow = 0;
+        std::memcpy(&narrow, member, sizeof narrow);
+        value = saidNull && narrow == 0 ? Value::null() : Value::int32(narrow);
+    } else if (column.isInteger()) {
+        std::int64_t wide = 0;
+        std::memcpy(&wide, member, sizeof wide);
+        value = saidNull && wide == 0 ? Value::null() : Value::int64(wide);
+    } else if (column.isFixedText()) {
+        const std::string_view text(member, strnlen(member, column.size));
+        if (text.size() == column.size || !hubdb::isWholeText(text))
+            return kDbBadText;
+        value = saidNull && text.empty() ? Value::null() : Value::ofText(text);
+    } else {
+        const auto& text = *reinterpret_cast<const OVDBText*>(member);
+        if (!hubdb::isWholeText(text.bytes))
+            return kDbBadText;
+        value = text.isNull && text.bytes.empty() ? Value::null() : Value::ofText(text.bytes);
+    }
+    return kDbOk;
+}
+
+// ---- writing
+
+int DBtable::rowInsert(bool readSerial) {
+    if (refused_ != kDbOk)
+        return fail(refused_, refusedWords_);
+    std::vector<Value> values;
+    values.reserve(declaration_.columns.size());
+    for (std::size_t i = 0; i < declaration_.columns.size(); ++i) {
+        if (declaration_.columns[i].givenByDatabase)
+            continue;
+        values.push_back(Value::null());
+        if (const int status = memberValue(i, values.back()); status != kDbOk)
+            return fail(status, std::string(declaration_.object) + "." + declaration_.columns[i].name +
+                                    ": the text is not whole UTF-8 or too long for its column");
+    }
+    int status = kDbOk;
+    auto* const inserted = run(Operation::kInsert, nullptr, values, status);
+    if (inserted == nullptr)
+        return status;
+    short indicator = 0;
+    if (const auto* serial = declaration_.serial(); serial != nullptr && readSerial && status == kDbOk)
+        status = inserted->statement->read({{serial, 1}, row_, &indicator, declaration_.object});
+    hubdb::Session::release(*inserted);
+    leave();
+    if (status < 0)
+        return fail(status, "the database gave a serial number outside its column's range");
+    rememberKey();
+    return kDbOk;
+}
+
+int DBtable::rowUpdate(const char* format, ...) {
+    const auto form = Form::of(format);
+    if (!form->error().empty())
+        return fail(refuse(kDbBadStatement, "update \"" + form->text() + "\": " + form->error()), refusedWords_);
+    ValueList values;
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int status = form->collect(arguments, values);
+    va_end(arguments);
+    if (status != kDbOk)
+        return fail(status, "update \"" + form->text() + "\": a text is not whole UTF-8");
+    return change(Operation::kUpdate, Operation::kUpdateRow, form, values);
+}
+
+int DBtable::rowDelete() {
+    return change(Operation::kDelete, Operation::kDeleteRow, nullptr, {});
+}
+
+int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<const Form>& set,
+                    const ValueList& setValues) {
+    if (refused_ != kDbOk)
+        return fail(refused_, refusedWords_);
+    if (position_ == Position::kPastRows)
+        return kDbNoRow;
+    if (position_ == Position::kNowhere)
+        return fail(kDbBadStatement, "there is neither a row nor a filter that says what to change");
+    const bool oneRow = position_ == Position::kOnRow;
+    const auto setView = setValues.view();
+    std::vector<Value> values(setView.begin(), setView.end());
+    if (oneRow) {
+        const auto typed = makeTypedRow();
+        std::size_t index = 0;
+        for (auto* key : typed->getPrimaryData()) {
+            key->setData(reinterpret_cast<const char*>(&key_[index++]), 0, key->getDataType() == 1 ? 4 : 8, false);
+            key->setInternalNull(false);
+            values.push_back(valueOf(*key));
+        }
+    } else {
+        const auto filter = values_.view();
+        values.insert(values.end(), filter.begin(), filter.end());
+    }
+    int status = kDbOk;
+    auto* const changed = run(oneRow ? onRow : onFilter, set, values, status);
+    if (changed == nullptr)
+        return status;
+    const bool hit = changed->statement->affected() > 0;
+    hubdb::Session::release(*changed);
+    leave();
+    return hit ? kDbOk : kDbNoRow;
+}

@@ -1,0 +1,131 @@
+#include "db/DBtran.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "db/DBtable.h"
+#include "db/FaultSeam.h"
+
+using hubdb::FaultPoint;
+using hubdb::injectedFault;
+
+DBtran::DBtran(bool readOnly) : readOnly_(readOnly) {}
+
+DBtran::~DBtran() {
+    if (isOpen())
+        rollbackTran();
+    const std::lock_guard lock(DBtable::DBCriticalSection);
+    for (auto* accessor : objects_)
+        accessor->loseTransaction();
+}
+
+int DBtran::startTran() {
+    if (isOpen())
+        return fail(kDbTransactionFailed, "the transaction is open already");
+    const auto database = hubdb::Database::current();
+    if (database == nullptr)
+        return fail(kDbNotConnected, dbStatusText(kDbNotConnected));
+    const auto kind = readOnly_ ? hubdb::TransactionKind::kRead : hubdb::TransactionKind::kWrite;
+    for (bool again = false;; again = true) {
+        hubdb::EngineError error;
+        lease_ = database->lease(0, error);
+        if (!lease_)
+            return fail(error.status, error.words);
+        DBtable::detachThreadReads();
+        int status = injectedFault(FaultPoint::kBegin, "");
+        if (status == kDbOk)
+            status = lease_.session().connection().begin(kind);
+        if (status == kDbOk) {
+            failed_ = false;
+            return kDbOk;
+        }
+        failWithEngine(status);
+        if (status == kDbConnectionLost)
+            lease_.session().condemn();
+        lease_.release();
+        if (status != kDbConnectionLost || again)
+            return status;
+    }
+}
+
+int DBtran::commitTran(bool restart) {
+    hubdb::EngineError error;
+    if (usable(error) == nullptr) {
+        if (isOpen())
+            rollbackTran();
+        return fail(error.status, error.words);
+    }
+    endReads();
+    DBtable::detachThreadReads();
+    auto& session = lease_.session();
+    int status = injectedFault(FaultPoint::kBeforeCommit, "");
+    if (status == kDbOk) {
+        status = session.connection().commit();
+        const int after = injectedFault(FaultPoint::kAfterCommit, "");
+        if (status == kDbOk && after != kDbOk)
+            status = kDbUnknownOutcome;
+    }
+    if (status != kDbOk) {
+        failWithEngine(status);
+        if (session.connection().inTransaction() && session.connection().rollback() != kDbOk)
+            session.condemn();
+        if (status == kDbConnectionLost || status == kDbUnknownOutcome)
+            session.condemn();
+        close();
+        return status;
+    }
+    close();
+    return restart ? startTran() : kDbOk;
+}
+
+int DBtran::rollbackTran() {
+    if (!isOpen())
+        return fail(kDbTransactionFailed, "no transaction is open");
+    endReads();
+    if (lease_.usable() && lease_.session().connection().rollback() != kDbOk)
+        lease_.session().condemn(); // closing the connection rolls back what is left
+    close();
+    return kDbOk;
+}
+
+void DBtran::addObject(DBtable* accessor) {
+    objects_.push_back(accessor);
+}
+
+void DBtran::removeObject(DBtable* accessor) noexcept {
+    const std::lock_guard lock(DBtable::DBCriticalSection);
+    objects_.erase(std::remove(objects_.begin(), objects_.end(), accessor), objects_.end());
+}
+
+int DBtran::fail(int status, const std::string& words) {
+    errorWords_ = words;
+    hubdb::lastFailure() = {status, words};
+    return status;
+}
+
+int DBtran::failWithEngine(int status) {
+    const auto& error = lease_.session().connection().error();
+    return fail(status, error.status == status ? error.words : dbStatusText(status));
+}
+
+void DBtran::endReads() noexcept {
+    for (auto* accessor : objects_)
+        accessor->endRead();
+}
+
+void DBtran::close() noexcept {
+    failed_ = false;
+    lease_.release();
+}
+
+hubdb::Lease* DBtran::usable(hubdb::EngineError& error) {
+    if (!isOpen())
+        error = {kDbTransactionFailed, 0, "no transaction is open"};
+    else if (!lease_.usable())
+        error = {kDbConnectionLost, 0, "the transaction belongs to the process that this one was forked from"};
+    else if (failed_)
+        error = {kDbTransactionFailed, 0, "a statement of the transaction failed: roll it back"};
+    else
+        return &lease_;
+    return nullptr;
+}

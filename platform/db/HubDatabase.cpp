@@ -1,0 +1,78 @@
+#include "db/HubDatabase.h"
+
+#include "db/ConnectionPool.h"
+#include "db/DatabaseUrl.h"
+#include "db/engines/Engines.h"
+#include "schema/SchemaVersion.h"
+
+namespace {
+
+/// The version of the hub database behind `connection`, 0 when it is none.
+int schemaVersion(hubdb::Connection& connection, int& status) {
+    const auto statement = connection.prepare("SELECT max(version) FROM HubSchema");
+    if (statement == nullptr) {
+        status = connection.error().status;
+        return 0;
+    }
+    std::string version;
+    status = statement->execute({});
+    if (status == kDbOk)
+        status = statement->readText(version);
+    statement->finish();
+    return version.empty() ? 0 : std::stoi(version);
+}
+
+} // namespace
+
+int HubDatabase::connect(const std::string& url, std::string& error) {
+    hubdb::DatabaseUrl parsed;
+    if (!hubdb::DatabaseUrl::parse(url, parsed, error))
+        return kDbBadStatement;
+    const auto reopen = [parsed] {
+        return std::make_shared<hubdb::Database>(hubdb::makeEngine(parsed), parsed.poolSize, parsed.poolLimit);
+    };
+    const auto database = reopen();
+    hubdb::EngineError failure;
+    {
+        const auto lease = database->lease(0, failure);
+        if (!lease) {
+            error = failure.words;
+            return failure.status;
+        }
+        int status = kDbOk;
+        const int version = schemaVersion(lease.session().connection(), status);
+        if (version != hubdb::kSchemaVersion) {
+            error = parsed.path + ": " +
+                    (version == 0
+                         ? (status == kDbOk || status == kDbBadStatement ? "is not a hub database"
+                                                                         : lease.session().connection().error().words)
+                         : "is a hub database of version " + std::to_string(version) +
+                               ", and this library uses version " + std::to_string(hubdb::kSchemaVersion) +
+                               (version < hubdb::kSchemaVersion ? ": run hubdb upgrade" : ": update the library"));
+            return status == kDbOk || status == kDbBadStatement ? kDbNotADatabase : status;
+        }
+    }
+    hubdb::Database::install(database, reopen);
+    return kDbOk;
+}
+
+void HubDatabase::disconnect() {
+    hubdb::Database::install(nullptr, nullptr);
+}
+
+int HubDatabase::lastFailure(std::string& words) {
+    words = hubdb::lastFailure().words;
+    return hubdb::lastFailure().status;
+}
+
+void HubDatabase::clearLastFailure() {
+    hubdb::lastFailure() = {};
+}
+
+HubDatabaseStatistics HubDatabase::statistics() {
+    const auto database = hubdb::Database::current();
+    if (database == nullptr)
+        return {};
+    const auto sum = database->statistics();
+    return {sum.statementsExecuted, sum.statementsPrepared, sum.rowsRead, sum.connectionsOpened};
+}

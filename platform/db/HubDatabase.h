@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "PlatformExport.h"
+
+/// What the process's database did since it was connected, counted exactly.
+struct HubDatabaseStatistics {
+    std::uint64_t statementsExecuted; ///< statements run, transaction control not counted
+    std::uint64_t statementsPrepared; ///< statements compiled by the engine
+    std::uint64_t rowsRead;           ///< rows delivered into row buffers
+    std::uint64_t connectionsOpened;
+};
+
+/// The hub database of this process: every class of the library reads and writes it.
+///
+/// connect() once before the first use and disconnect() at the end; any thread may use the library in between, each
+/// operation on a connection of the pool that it holds only as long as it runs. A forked child gets connections of its
+/// own when it first uses the library; what the parent had under way fails there.
+///
+///     sqlite:PATH[?option=value&...]     a database file on this machine, made by `hubdb create`
+///
+///     pool=8               connections at most, 2 to 1000
+///     pool_ms=30000        how long an operation waits for a free one
+///     lock_ms=10000        how long it waits for somebody else's lock
+///     statement_ms=60000   how long one statement may run; 0: as long as it takes
+///     journal=truncate     SQLite's journal: truncate or wal; by default wal only where the engine's version keeps it
+///     safe key=PATH             the key of stored passwords; by default PATH.key
+class VSDKPLATFORM_API HubDatabase {
+  public:
+    /// Connects, checks that there is a hub database of this version, and replaces the database that was connected
+    /// before. 0, or a negative status of db/DBStatus.h and `error` in one line, without secrets.
+    static int connect(const std::string& url, std::string& error);
+    /// Closes the connections: at once those that are idle, the others when their operation ends. Operations that
+    /// begin later fail.
+    static void disconnect();
+
+    /// This thread's last database failure, 0 if there was none since the last clearLastFailure(), and its words: how a
+    /// host tells a list that is empty from one whose read failed.
+    static int lastFailure(std::string& words);
+    static void clearLastFailure();
+
+    /// All zero when nothing is connected.
+    static HubDatabaseStatistics statistics();
+};

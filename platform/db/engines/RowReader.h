@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "db/engines/Engine.h"
+#include "log/EvDebug.h"
+#include "log/Utf8Cut.h"
+
+namespace hubdb {
+
+/// What an engine delivers for one column. The numbers are those of the embedded engine, which need not translate; any
+/// other number is a kind that no row holds.
+enum class CellKind : int { kInteger = 1, kText = 3, kNull = 5 };
+
+/// How much of a text that does not fit its column whole is kept. Tells the log.
+[[gnu::cold, gnu::noinline]] inline std::size_t cutText(const RowTarget& target, const OVDBColumn& column,
+                                                        std::string_view text) {
+    EvDebug::Error("DBtable", "%s.%s: a text of %zu bytes was cut to fit its column", target.object, column.name,
+                   text.size());
+    return evlog::utf8Cut(text.substr(0, text.find('\0')), column.size - 1);
+}
+
+/// Stores a text in a fixed buffer and leaves nothing of an earlier row behind it. Every byte behind a buffer's
+/// terminator is zero, so only as many bytes are cleared as the earlier text was longer.
+inline void storeText(const RowTarget& target, const OVDBColumn& column, char* buffer, std::string_view text) {
+    std::size_t length = text.size();
+    if (length != 0) {
+        if (length >= column.size || std::memchr(text.data(), '\0', length) != nullptr) [[unlikely]]
+            length = cutText(target, column, text);
+        std::memcpy(buffer, text.data(), length);
+    }
+    char* const rest = buffer + length;
+    if (*rest != '\0')
+        std::memset(rest, 0, strnlen(rest, column.size - length));
+}
+
+template <class Integer> void storeInteger(char* member, Integer value) {
+    std::memcpy(member, &value, sizeof value);
+}
+
+/// Copies the current row of a statement: the one loop for every table and engine. `Cells` gives for a column's index
+/// a cell with kind(), integer() and text().
+template <class Cells> int readRow(const Cells& cells, const RowTarget& target) {
+    const OVDBColumn* const columns = target.columns.data();
+    const int count = static_cast<int>(target.columns.size());
+    for (int i = 0; i < count; ++i) {
+        const OVDBColumn& column = columns[i];
+        char* const member = target.row + column.offset;
+        const auto cell = cells.at(i);
+        const CellKind kind = cell.kind();
+        target.indicators[i] = kind == CellKind::kNull ? -1 : 0;
+        if (column.isInteger()) {
+            std::int64_t value = 0;
+            if (kind == CellKind::kInteger) [[likely]]
+                value = cell.integer();
+            else if (kind != CellKind::kNull)
+                return kDbBadValue;
+            if (column.kind != OVDBColumnKind::kInt)
+                storeInteger(member, value);
+            else if (const auto narrow = static_cast<std::int32_t>(value); narrow == value) [[likely]]
+                storeInteger(member, narrow);
+            else
+                return kDbBadValue;
+            continue;
+        }
+        std::string_view text("", 0);
+        if (kind == CellKind::kText || kind == CellKind::kInteger) [[likely]]
+            text = cell.text();
+        else if (kind != CellKind::kNull)
+            return kDbBadValue;
+        if (column.isFixedText()) {
+            storeText(target, column, member, text);
+        } else {
+            auto& owned = *reinterpret_cast<OVDBText*>(member);
+            owned.bytes.assign(text);
+            owned.isNull = kind == CellKind::kNull;
+        }
+    }
+    return kDbOk;
+}
+
+} // namespace hubdb

@@ -1,0 +1,495 @@
+#include "db/engines/sqlite/SqliteEngine.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "db/engines/RowReader.h"
+#include "db/engines/sqlite/EmbeddedProcedures.h"
+
+namespace hubdb {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct CloseDatabase {
+    void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+};
+struct FinalizeStatement {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+struct FreeValue {
+    void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
+};
+using DatabaseHandle = std::unique_ptr<sqlite3, CloseDatabase>;
+using StatementHandle = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+using ValueHandle = std::unique_ptr<sqlite3_value, FreeValue>;
+
+/// SQLite's result codes in the layer's classes.
+int statusOf(int code) {
+    switch (code & 0xFF) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+        return kDbOk;
+    case SQLITE_DONE:
+        return kDbNoRow;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return kDbBusy;
+    case SQLITE_INTERRUPT:
+        return kDbTimedOut;
+    case SQLITE_CONSTRAINT:
+        return kDbConstraint;
+    case SQLITE_ERROR:
+    case SQLITE_SCHEMA:
+    case SQLITE_RANGE:
+    case SQLITE_MISUSE:
+        return kDbBadStatement;
+    case SQLITE_READONLY:
+        return kDbReadOnly;
+    case SQLITE_FULL:
+        return kDbFull;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return kDbNotADatabase;
+    default:
+        return kDbFailed;
+    }
+}
+
+static_assert(static_cast<int>(CellKind::kInteger) == SQLITE_INTEGER &&
+              static_cast<int>(CellKind::kText) == SQLITE_TEXT && static_cast<int>(CellKind::kNull) == SQLITE_NULL);
+
+/// One column of a row. Asking the value object instead of the statement saves the statement's checks at every call.
+struct Cell {
+    sqlite3_value* value;
+
+    CellKind kind() const { return static_cast<CellKind>(sqlite3_value_type(value)); }
+    std::int64_t integer() const { return sqlite3_value_int64(value); }
+    std::string_view text() const {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+        return text == nullptr ? std::string_view("")
+                               : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+    }
+};
+
+/// The current row of a statement. Its values may be read like any other because one thread at a time has the
+/// connection.
+struct LiveCells {
+    sqlite3_stmt* statement;
+
+    Cell at(int i) const { return {sqlite3_column_value(statement, i)}; }
+};
+
+/// A row that was read ahead.
+struct KeptCells {
+    const std::vector<ValueHandle>& values;
+
+    Cell at(int i) const { return {values[static_cast<std::size_t>(i)].get()}; }
+};
+
+class SqliteConnection;
+
+class SqliteStatement : public Statement {
+  public:
+    SqliteStatement(SqliteConnection& connection, StatementHandle handle)
+        : connection_(connection), handle_(std::move(handle)), writes_(sqlite3_stmt_readonly(handle_.get()) == 0) {}
+
+    int execute(std::span<const Value> values) override;
+    int next() override;
+    int read(const RowTarget& target) override;
+    int readText(std::string& text) override;
+    std::int64_t affected() const override { return affected_; }
+    int detach() override;
+    void finish() noexcept override;
+
+  private:
+    int bind(std::span<const Value> values);
+    int step();
+    bool isKept() const { return keptAt_ < kept_.size(); }
+
+    SqliteConnection& connection_;
+    StatementHandle handle_;
+    bool writes_;
+    std::int64_t affected_ = 0;
+    std::vector<std::vector<ValueHandle>> kept_; ///< rows read ahead
+    std::size_t keptAt_ = 0;
+    int afterKept_ = kDbNoRow; ///< what follows them
+    bool detached_ = false;
+};
+
+class SqliteConnection : public Connection {
+  public:
+    SqliteConnection(const DatabaseUrl& url, std::shared_ptr<WriterQueue> writers)
+        : url_(url), writers_(std::move(writers)) {}
+    ~SqliteConnection() override {
+        if (writing_)
+            rollback();
+    }
+
+    bool open(EngineError& error);
+
+    std::unique_ptr<Statement> prepare(const std::string& sql) override;
+    std::string callText(const OVDBRowDeclaration& declaration, std::size_t inputs) override;
+    int begin(TransactionKind kind) override;
+    int commit() override;
+    int rollback() override;
+    bool inTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
+    int runScript(const std::string& sql) override;
+    const EngineError& error() const override { return error_; }
+
+    /// Remembers why the last call failed. Its class.
+    int fail(int code);
+    /// A write outside a transaction waits for its turn; `entered` tells to leave the queue afterwards.
+    int enterQueue(bool& entered);
+    void leaveQueue(bool entered) noexcept {
+        if (entered)
+            writers_->leave();
+    }
+    /// After a failed single write nothing of it may stay: the truth is the engine's, not a flag's.
+    void undoSingleWrite() noexcept {
+        if (!inOurTransaction_ && inTransaction())
+            sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    bool inOurTransaction() const { return inOurTransaction_; }
+    void startWatch() { statementWatched_ = false; }
+    std::int64_t changes() const { return sqlite3_changes64(database_.get()); }
+
+  private:
+    static int onBusy(void* self, int calls);
+    static int onProgress(void* self);
+    bool setJournal(std::string& words);
+
+    DatabaseUrl url_;
+    std::shared_ptr<WriterQueue> writers_;
+    DatabaseHandle database_;
+    EngineError error_;
+    bool inOurTransaction_ = false;
+    bool writing_ = false; ///< the transaction holds the writers' queue
+    Clock::time_point busySince_;
+    bool statementWatched_ = false;
+    Clock::time_point statementSince_;
+};
+
+// ---- statements
+
+int SqliteStatement::bind(std::span<const Value> values) {
+    sqlite3_stmt* const statement = handle_.get();
+    const auto wanted = static_cast<std::size_t>(sqlite3_bind_parameter_count(statement));
+    if (wanted > values.size())
+        return SQLITE_RANGE;
+    for (std::size_t i = 0; i < wanted; ++i) { // a procedure need not use all its inputs
+        const Value& value = values[i];
+        const int at = static_cast<int>(i) + 1;
+        int code = SQLITE_OK;
+        switch (value.type) {
+        case Value::Type::kNull:
+            code = sqlite3_bind_null(statement, at);
+            break;
+        case Value::Type::kInt32:
+        case Value::Type::kInt64:
+            code = sqlite3_bind_int64(statement, at, value.number);
+            break;
+        case Value::Type::kText: // the caller keeps it until finish()
+            code = sqlite3_bind_text64(statement, at, value.text.empty() ? "" : value.text.data(), value.text.size(),
+                                       SQLITE_STATIC, SQLITE_UTF8);
+            break;
+        }
+        if (code != SQLITE_OK)
+            return code;
+    }
+    return SQLITE_OK;
+}
+
+int SqliteStatement::step() {
+    const int code = sqlite3_step(handle_.get());
+    if (code == SQLITE_ROW)
+        return kDbOk;
+    return code == SQLITE_DONE ? kDbNoRow : connection_.fail(code);
+}
+
+int SqliteStatement::execute(std::span<const Value> values) {
+    if (const int code = bind(values); code != SQLITE_OK)
+        return connection_.fail(code);
+    connection_.startWatch();
+    if (!writes_)
+        return step();
+    bool entered = false;
+    int status = connection_.enterQueue(entered);
+    if (status == kDbOk) {
+        // A write runs to its end at once: only then is it known to be done.
+        status = step();
+        if (status == kDbOk)
+            status = detach();
+        if (status < 0)
+            connection_.undoSingleWrite();
+        affected_ = status < 0 ? 0 : connection_.changes();
+    }
+    connection_.leaveQueue(entered);
+    return status;
+}
+
+int SqliteStatement::next() {
+    if (!detached_)
+        return step();
+    if (isKept())
+        ++keptAt_;
+    return isKept() ? kDbOk : afterKept_;
+}
+
+int SqliteStatement::read(const RowTarget& target) {
+    return detached_ ? readRow(KeptCells{kept_[keptAt_]}, target) : readRow(LiveCells{handle_.get()}, target);
+}
+
+int SqliteStatement::readText(std::string& text) {
+    text += (detached_ ? KeptCells{kept_[keptAt_]}.at(0) : LiveCells{handle_.get()}.at(0)).text();
+    return kDbOk;
+}
+
+int SqliteStatement::detach() {
+    if (detached_)
+        return kDbOk;
+    const int columns = sqlite3_column_count(handle_.get());
+    int status = kDbOk;
+    for (; status == kDbOk; status = step()) {
+        auto& row = kept_.emplace_back();
+        for (int i = 0; i < columns; ++i)
+            row.emplace_back(sqlite3_value_dup(sqlite3_column_value(handle_.get(), i)));
+    }
+    detached_ = true;
+    afterKept_ = status;
+    sqlite3_reset(handle_.get());
+    return status == kDbNoRow ? kDbOk : status;
+}
+
+void SqliteStatement::finish() noexcept {
+    sqlite3_reset(handle_.get());
+    if (detached_) {
+        kept_.clear();
+        keptAt_ = 0;
+        detached_ = false;
+    }
+}
+
+// ---- connections
+
+bool SqliteConnection::open(EngineError& error) {
+    struct stat about {};
+    if (stat(url_.path.c_str(), &about) != 0) {
+        if (!url_.createMissing) {
+            error = {kDbFailed, SQLITE_CANTOPEN, url_.path + ": " + std::strerror(errno)};
+            return false;
+        }
+    } else if (S_ISDIR(about.st_mode)) {
+        error = {kDbNotADatabase, SQLITE_CANTOPEN, url_.path + ": is a directory"};
+        return false;
+    }
+    sqlite3* opened = nullptr;
+    // One thread at a time has the connection, so SQLite's own mutexes would only cost.
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
+                      (url_.createMissing ? SQLITE_OPEN_CREATE : 0);
+    const int code = sqlite3_open_v2(url_.path.c_str(), &opened, flags, nullptr);
+    database_.reset(opened);
+    std::string words;
+    bool ready = code == SQLITE_OK;
+    if (ready) {
+        sqlite3_busy_handler(opened, &SqliteConnection::onBusy, this);
+        if (url_.statementLimit.count() > 0)
+            sqlite3_progress_handler(opened, 20'000, &SqliteConnection::onProgress, this);
+        // case_sensitive_like: LIKE compares bytes, as it does on a server.
+        ready = runScript("PRAGMA trusted_schema=OFF; PRAGMA case_sensitive_like=ON; PRAGMA synchronous=FULL; "
+                          "PRAGMA temp_store=MEMORY; PRAGMA cache_size=-16384; SELECT count(*) FROM sqlite_schema;") ==
+                    kDbOk &&
+                setJournal(words);
+    } else {
+        fail(code);
+    }
+    if (!ready) {
+        error = error_;
+        error.words = url_.path + ": " + (words.empty() ? error_.words : words);
+    }
+    return ready;
+}
+
+/// Write-ahead logging loses commits in the versions whose reset of the log is at fault.
+bool walIsSafe(int version) {
+    return version >= 3'051'003 || (version >= 3'050'007 && version < 3'051'000) ||
+           (version >= 3'044'006 && version < 3'045'000);
+}
+
+bool SqliteConnection::setJournal(std::string& words) {
+    const bool wal = url_.journal == JournalMode::kWal ||
+                     (url_.journal == JournalMode::kAutomatic && walIsSafe(sqlite3_libversion_number()));
+    const std::string mode = wal ? "wal" : "truncate";
+    std::string answer;
+    const auto keepAnswer = [](void* out, int, char** values, char**) {
+        *static_cast<std::string*>(out) = values[0] == nullptr ? "" : values[0];
+        return 0;
+    };
+    if (sqlite3_db_readonly(database_.get(), "main") == 1)
+        return true; // nothing will be written
+    const int code =
+        sqlite3_exec(database_.get(), ("PRAGMA journal_mode=" + mode).c_str(), keepAnswer, &answer, nullptr);
+    if (code != SQLITE_OK) {
+        fail(code);
+        words = "the journal mode cannot be set to " + mode + ": " + error_.words;
+        return false;
+    }
+    if (answer != mode) {
+        error_ = {kDbFailed, SQLITE_ERROR, ""};
+        words = "the journal mode is " + answer + " and cannot be set to " + mode;
+        return false;
+    }
+    return true;
+}
+
+int SqliteConnection::fail(int code) {
+    error_ = {statusOf(code), code, sqlite3_errmsg(database_.get())};
+    if (error_.status == kDbTimedOut)
+        error_.words = "the statement ran longer than " + std::to_string(url_.statementLimit.count()) + " ms";
+    return error_.status;
+}
+
+int SqliteConnection::onBusy(void* self, int calls) {
+    auto& connection = *static_cast<SqliteConnection*>(self);
+    const auto now = Clock::now();
+    if (calls == 0)
+        connection.busySince_ = now;
+    if (now - connection.busySince_ >= connection.url_.lockLimit)
+        return 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(1 + calls / 4, 10)));
+    return 1;
+}
+
+int SqliteConnection::onProgress(void* self) {
+    auto& connection = *static_cast<SqliteConnection*>(self);
+    // The clock is looked at only here, so that short statements never do.
+    const auto now = Clock::now();
+    if (!connection.statementWatched_) {
+        connection.statementWatched_ = true;
+        connection.statementSince_ = now;
+    }
+    return now - connection.statementSince_ >= connection.url_.statementLimit ? 1 : 0;
+}
+
+std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql) {
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    StatementHandle handle(statement);
+    if (code != SQLITE_OK || handle == nullptr) {
+        fail(code == SQLITE_OK ? SQLITE_MISUSE : code);
+        return nullptr;
+    }
+    return std::make_unique<SqliteStatement>(*this, std::move(handle));
+}
+
+std::string SqliteConnection::callText(const OVDBRowDeclaration& declaration, std::size_t /*inputs*/) {
+    return EmbeddedProcedures::find(declaration.object);
+}
+
+int SqliteConnection::enterQueue(bool& entered) {
+    entered = false;
+    if (writing_)
+        return kDbOk;
+    switch (writers_->enter(url_.lockLimit)) {
+    case WriterQueue::Entry::kEntered:
+        entered = true;
+        return kDbOk;
+    case WriterQueue::Entry::kSelf:
+        error_ = {kDbBusy, SQLITE_BUSY, "this thread's own open transaction holds the write lock"};
+        break;
+    case WriterQueue::Entry::kTimedOut:
+        error_ = {kDbBusy, SQLITE_BUSY, "another writer of this process held the database for the whole lock limit"};
+        break;
+    }
+    return error_.status;
+}
+
+int SqliteConnection::begin(TransactionKind kind) {
+    bool entered = false;
+    if (kind == TransactionKind::kWrite)
+        if (const int status = enterQueue(entered); status != kDbOk)
+            return status;
+    const int status = runScript(kind == TransactionKind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
+    if (status != kDbOk) {
+        leaveQueue(entered);
+        return status;
+    }
+    inOurTransaction_ = true;
+    writing_ = entered;
+    return kDbOk;
+}
+
+int SqliteConnection::commit() {
+    int status = kDbOk;
+    if (inTransaction()) {
+        status = runScript("COMMIT");
+    } else {
+        // Some failures, a full disk for one, make the engine roll back by itself.
+        error_ = {kDbTransactionFailed, SQLITE_ABORT, "the database had rolled the transaction back"};
+        status = error_.status;
+    }
+    if (status != kDbOk) {
+        const EngineError why = error_;
+        rollback();
+        error_ = why;
+        return status;
+    }
+    inOurTransaction_ = false;
+    leaveQueue(writing_);
+    writing_ = false;
+    return kDbOk;
+}
+
+int SqliteConnection::rollback() {
+    const int status = inTransaction() ? runScript("ROLLBACK") : kDbOk;
+    inOurTransaction_ = false;
+    leaveQueue(writing_);
+    writing_ = false;
+    return status;
+}
+
+int SqliteConnection::runScript(const std::string& sql) {
+    startWatch();
+    const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+    return code == SQLITE_OK ? kDbOk : fail(code);
+}
+
+} // namespace
+
+// ---- the engine
+
+WriterQueue::Entry WriterQueue::enter(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    if (writer_ == std::this_thread::get_id())
+        return Entry::kSelf;
+    if (!left_.wait_for(lock, limit, [this] { return writer_ == std::thread::id(); }))
+        return Entry::kTimedOut;
+    writer_ = std::this_thread::get_id();
+    return Entry::kEntered;
+}
+
+void WriterQueue::leave() noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        writer_ = {};
+    }
+    left_.notify_one();
+}
+
+SqliteEngine::SqliteEngine(DatabaseUrl url) : url_(std::move(url)) {}
+
+std::unique_ptr<Connection> SqliteEngine::open(EngineError& error) {
+    auto connection = std::make_unique<SqliteConnection>(url_, writers_);
+    if (!connection->open(error))
+        return nullptr;
+    return connection;
+}
+
+} // namespace hubdb

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "db/DatabaseUrl.h"
+#include "db/engines/Engine.h"
+
+namespace hubdb {
+
+/// The writers of this process, one at a time: they wait at a mutex, which wakes the next at once, instead of polling
+/// the file's lock.
+class WriterQueue {
+  public:
+    enum class Entry { kEntered, kTimedOut, kSelf };
+
+    /// kSelf: the calling thread is the writer already and would wait for itself.
+    Entry enter(std::chrono::milliseconds limit);
+    void leave() noexcept;
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable left_;
+    std::thread::id writer_;
+};
+
+/// SQLite, embedded: one file, opened by SQLite alone.
+class SqliteEngine : public Engine {
+  public:
+    explicit SqliteEngine(DatabaseUrl url);
+
+    std::unique_ptr<Connection> open(EngineError& error) override;
+    const char* name() const override { return "sqlite"; }
+
+  private:
+    DatabaseUrl url_;
+    std::shared_ptr<WriterQueue> writers_ = std::make_shared<WriterQueue>();
+};
+
+} // namespace hubdb
