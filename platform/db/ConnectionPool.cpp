@@ -183,15 +183,16 @@ bool Database::take(std::size_t preferred, std::size_t& slot) {
 bool Database::waitForSlot(std::size_t preferred, std::size_t& slot) {
     const auto deadline = std::chrono::steady_clock::now() + poolLimit_;
     std::unique_lock lock(mutex_);
-    ++waiting_;
-    bool taken = take(preferred, slot);
+    const bool first = ++waiting_ == 1;
+    bool taken = first && take(preferred, slot); // behind others, wait for a turn
     while (!taken) {
         const bool passed = slotFreed_.wait_until(lock, deadline) == std::cv_status::timeout;
         taken = take(preferred, slot);
         if (passed)
             break;
     }
-    --waiting_;
+    if (--waiting_ > 0)
+        slotFreed_.notify_one(); // another slot may have become free meanwhile
     return taken;
 }
 
@@ -255,7 +256,7 @@ bool ThreadSession::enter(EngineError& error) {
     if (here.shared->users > 0 &&
         (database != here.database || !here.shared->lease.usable() || here.shared->lease.session().condemned())) {
         // Reads that are under way keep the connection that they have; the last of them frees it.
-        (void)here.shared.release();
+        here.shared.release()->left = true;
         here.shared = std::make_unique<Shared>();
     }
     if (here.shared->users == 0) {
@@ -275,7 +276,7 @@ void ThreadSession::leave() noexcept {
         return;
     if (--shared_->users == 0) {
         shared_->lease.release();
-        if (shared_ != current().shared.get())
+        if (shared_->left)
             delete shared_;
     }
     shared_ = nullptr;

@@ -182,6 +182,7 @@ class ThreadSession {
     struct Shared {
         Lease lease;
         unsigned users = 0;
+        bool left = false; ///< by its thread, which leases anew: the last user deletes it
     };
     struct Current;
     static Current& current();

@@ -86,17 +86,18 @@ std::string DBtable::description() const {
 
 void DBtable::setIsolationType(unsigned int type) {
     constexpr unsigned int kRepeatableRead = 4;
+    settingRefusal_ = {};
     if (type == 0 || type > kRepeatableRead)
-        refuse(kDbBadStatement, "isolation type " + std::to_string(type) + " is not known");
+        refuse(settingRefusal_, kDbBadStatement, "isolation type " + std::to_string(type) + " is not known");
 }
 
 void DBtable::setWhere(const char* format, ...) {
     endRead();
-    refused_ = kDbOk;
+    valuesRefusal_ = {};
     position_ = Position::kFiltered;
     where_ = Form::of(format);
     if (!where_->error().empty()) {
-        refuse(kDbBadStatement, "filter \"" + where_->text() + "\": " + where_->error());
+        refuse(valuesRefusal_, kDbBadStatement, "filter \"" + where_->text() + "\": " + where_->error());
         return;
     }
     std::va_list arguments;
@@ -104,22 +105,24 @@ void DBtable::setWhere(const char* format, ...) {
     const int status = where_->collect(arguments, values_);
     va_end(arguments);
     if (status != kDbOk)
-        refuse(status, "filter \"" + where_->text() + "\": a text is not whole UTF-8");
+        refuse(valuesRefusal_, status, "filter \"" + where_->text() + "\": a text is not whole UTF-8");
 }
 
 void DBtable::setOrderBy(const char* columns) {
-    if (columns == nullptr) {
-        order_ = nullptr;
+    settingRefusal_ = {};
+    order_ = nullptr;
+    if (columns == nullptr)
         return;
-    }
     const std::string_view text = columns;
     const bool plain = std::all_of(text.begin(), text.end(), [](char c) {
         return c == ' ' || c == ',' || c == '_' || (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
                (c >= 'A' && c <= 'Z');
     });
-    order_ = Form::of(columns);
-    if (!plain)
-        refuse(kDbBadStatement, "order \"" + order_->text() + "\": only column names, commas, ASC and DESC");
+    if (plain)
+        order_ = Form::of(columns);
+    else
+        refuse(settingRefusal_, kDbBadStatement,
+               "order \"" + std::string(text) + "\": only column names, commas, ASC and DESC");
 }
 
 bool DBtable::valuesClauseCheck(std::size_t /*length*/) {
@@ -131,17 +134,19 @@ bool DBtable::valuesClauseCheck(std::size_t /*length*/) {
 int DBtable::CallDBsprintfWrapper(const char* format, ...) {
     const auto form = Form::of(format);
     if (!form->error().empty())
-        return refuse(kDbBadStatement, "inputs \"" + form->text() + "\": " + form->error());
+        return refuse(valuesRefusal_, kDbBadStatement, "inputs \"" + form->text() + "\": " + form->error());
     std::va_list arguments;
     va_start(arguments, format);
     const int status = form->collect(arguments, values_);
     va_end(arguments);
-    return status == kDbOk ? kDbOk : refuse(status, "inputs \"" + form->text() + "\": a text is not whole UTF-8");
+    return status == kDbOk
+               ? kDbOk
+               : refuse(valuesRefusal_, status, "inputs \"" + form->text() + "\": a text is not whole UTF-8");
 }
 
 void DBtable::ClearBoundInputs() {
     endRead();
-    refused_ = kDbOk;
+    valuesRefusal_ = {};
     values_.clear();
 }
 
@@ -152,14 +157,20 @@ void DBtable::BindInput(const OVDBDataTypeBase* typed) {
     else if (value.type == Value::Type::kText && hubdb::isWholeText(value.text))
         values_.addText(value.text);
     else
-        refuse(kDbBadText, "an input of " + description() + " is not whole UTF-8");
+        refuse(valuesRefusal_, kDbBadText, "an input is not whole UTF-8");
 }
 
-int DBtable::refuse(int status, const std::string& words) {
-    refused_ = status;
-    refusedWords_ = words;
+int DBtable::refuse(Refusal& refusal, int status, const std::string& words) {
+    refusal = {status, words};
     EvDebug::Error("DBtable", "%s: %s", description().c_str(), words.c_str());
     return status;
+}
+
+int DBtable::refusal() {
+    for (const Refusal* refusal : {&valuesRefusal_, &settingRefusal_})
+        if (refusal->status != kDbOk)
+            return fail(refusal->status, refusal->words);
+    return kDbOk;
 }
 
 int DBtable::fail(int status, const std::string& words) {
@@ -341,9 +352,9 @@ int DBtable::deliverRow() {
 int DBtable::startRead(Operation operation) {
     endRead();
     position_ = Position::kPastRows;
-    if (refused_ != kDbOk)
-        return fail(refused_, refusedWords_);
-    int status = kDbOk;
+    int status = refusal();
+    if (status != kDbOk)
+        return status;
     if (declaration_.kind != OVDBObjectKind::kTable)
         operation = Operation::kCall;
     reading_ = run(operation, nullptr, values_.view(), status);
@@ -533,44 +544,52 @@ int DBtable::memberValue(std::size_t index, Value& value) const {
 // ---- writing
 
 int DBtable::rowInsert(bool readSerial) {
-    if (refused_ != kDbOk)
-        return fail(refused_, refusedWords_);
+    int status = refusal();
+    if (status != kDbOk)
+        return status;
     std::vector<Value> values;
     values.reserve(declaration_.columns.size());
     for (std::size_t i = 0; i < declaration_.columns.size(); ++i) {
         if (declaration_.columns[i].givenByDatabase)
             continue;
         values.push_back(Value::null());
-        if (const int status = memberValue(i, values.back()); status != kDbOk)
+        status = memberValue(i, values.back());
+        if (status != kDbOk)
             return fail(status, std::string(declaration_.object) + "." + declaration_.columns[i].name +
                                     ": the text is not whole UTF-8 or too long for its column");
     }
-    int status = kDbOk;
     auto* const inserted = run(Operation::kInsert, nullptr, values, status);
     if (inserted == nullptr)
         return status;
+    const auto* serial = declaration_.serial();
     short indicator = 0;
-    if (const auto* serial = declaration_.serial(); serial != nullptr && readSerial && status == kDbOk)
+    if (serial != nullptr && readSerial && status == kDbOk)
         status = inserted->statement->read({{serial, 1}, row_, &indicator, declaration_.object});
     hubdb::Session::release(*inserted);
     leave();
     if (status < 0)
         return fail(status, "the database gave a serial number outside its column's range");
-    rememberKey();
+    if (serial == nullptr || readSerial)
+        rememberKey();
+    else
+        position_ = Position::kPastRows; // nobody knows which row it is
     return kDbOk;
 }
 
 int DBtable::rowUpdate(const char* format, ...) {
     const auto form = Form::of(format);
+    Refusal refused; // of this call alone
     if (!form->error().empty())
-        return fail(refuse(kDbBadStatement, "update \"" + form->text() + "\": " + form->error()), refusedWords_);
+        return fail(refuse(refused, kDbBadStatement, "update \"" + form->text() + "\": " + form->error()),
+                    refused.words);
     ValueList values;
     std::va_list arguments;
     va_start(arguments, format);
     const int status = form->collect(arguments, values);
     va_end(arguments);
     if (status != kDbOk)
-        return fail(status, "update \"" + form->text() + "\": a text is not whole UTF-8");
+        return fail(refuse(refused, status, "update \"" + form->text() + "\": a text is not whole UTF-8"),
+                    refused.words);
     return change(Operation::kUpdate, Operation::kUpdateRow, form, values);
 }
 
@@ -580,8 +599,8 @@ int DBtable::rowDelete() {
 
 int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<const Form>& set,
                     const ValueList& setValues) {
-    if (refused_ != kDbOk)
-        return fail(refused_, refusedWords_);
+    if (const int status = refusal(); status != kDbOk)
+        return status;
     if (position_ == Position::kPastRows)
         return kDbNoRow;
     if (position_ == Position::kNowhere)
@@ -593,7 +612,10 @@ int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<c
         const auto typed = makeTypedRow();
         std::size_t index = 0;
         for (auto* key : typed->getPrimaryData()) {
-            key->setData(reinterpret_cast<const char*>(&key_[index++]), 0, key->getDataType() == 1 ? 4 : 8, false);
+            if (auto* number = dynamic_cast<OVDB_int*>(key))
+                number->value = static_cast<int>(key_[index++]);
+            else
+                dynamic_cast<OVDB___int64&>(*key).value = key_[index++];
             key->setInternalNull(false);
             values.push_back(valueOf(*key));
         }

@@ -123,6 +123,11 @@ class VSDKPLATFORM_API DBtable {
         kDelete,
         kDeleteRow
     };
+    /// A form, text or setting that was not taken: the next operation fails with it.
+    struct Refusal {
+        int status = kDbOk;
+        std::string words;
+    };
     /// What rowUpdate and rowDelete act on.
     enum class Position : std::uint8_t { kNowhere, kFiltered, kOnRow, kPastRows };
 
@@ -141,10 +146,12 @@ class VSDKPLATFORM_API DBtable {
     static void detachThreadReads();
     int change(Operation onFilter, Operation onRow, const std::shared_ptr<const hubdb::Form>& set,
                const hubdb::ValueList& setValues);
+    /// Notes and logs a refusal. Its status.
+    int refuse(Refusal& refusal, int status, const std::string& words);
     void rememberKey();
     int memberValue(std::size_t index, hubdb::Value& value) const;
     void fillTypedRow(OVDBRowBase& typed) const;
-    int refuse(int status, const std::string& words);
+    int refusal();
     int fail(int status, const std::string& words);
     void loseTransaction() noexcept;
 
@@ -156,8 +163,8 @@ class VSDKPLATFORM_API DBtable {
     std::shared_ptr<const hubdb::Form> where_;
     std::shared_ptr<const hubdb::Form> order_; ///< null: by key
     hubdb::ValueList values_;                  ///< of the filter, or the inputs of a call
-    int refused_ = kDbOk;                      ///< a refused form or text fails the next operation
-    std::string refusedWords_;
+    Refusal valuesRefusal_;                    ///< of the filter or the inputs, until they are set anew
+    Refusal settingRefusal_;                   ///< of the order or isolation, until one is set that is taken
     Position position_ = Position::kNowhere;
     std::array<std::int64_t, OVDBRowDeclaration::kKeyColumnsMax> key_{}; ///< of the current row
     hubdb::ThreadSession session_;                                       ///< while reading outside a transaction

@@ -25,12 +25,14 @@ int DBtran::startTran() {
     const auto database = hubdb::Database::current();
     if (database == nullptr)
         return fail(kDbNotConnected, dbStatusText(kDbNotConnected));
+    thread_local std::size_t slot = 0; // the one that this thread's last transaction had: its statements are there
     const auto kind = readOnly_ ? hubdb::TransactionKind::kRead : hubdb::TransactionKind::kWrite;
     for (bool again = false;; again = true) {
         hubdb::EngineError error;
-        lease_ = database->lease(0, error);
+        lease_ = database->lease(slot, error);
         if (!lease_)
             return fail(error.status, error.words);
+        slot = lease_.slot();
         DBtable::detachThreadReads();
         int status = injectedFault(FaultPoint::kBegin, "");
         if (status == kDbOk)

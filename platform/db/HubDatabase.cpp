@@ -1,5 +1,7 @@
 #include "db/HubDatabase.h"
 
+#include <charconv>
+
 #include "db/ConnectionPool.h"
 #include "db/DatabaseUrl.h"
 #include "db/engines/Engines.h"
@@ -19,7 +21,9 @@ int schemaVersion(hubdb::Connection& connection, int& status) {
     if (status == kDbOk)
         status = statement->readText(version);
     statement->finish();
-    return version.empty() ? 0 : std::stoi(version);
+    int number = 0;
+    std::from_chars(version.data(), version.data() + version.size(), number);
+    return number;
 }
 
 } // namespace
@@ -39,17 +43,21 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
             error = failure.words;
             return failure.status;
         }
+        auto& connection = lease.session().connection();
         int status = kDbOk;
-        const int version = schemaVersion(lease.session().connection(), status);
+        const int version = schemaVersion(connection, status);
+        if (status != kDbOk && status != kDbBadStatement) {
+            error = parsed.path + ": " + connection.error().words;
+            return status;
+        }
         if (version != hubdb::kSchemaVersion) {
-            error = parsed.path + ": " +
-                    (version == 0
-                         ? (status == kDbOk || status == kDbBadStatement ? "is not a hub database"
-                                                                         : lease.session().connection().error().words)
-                         : "is a hub database of version " + std::to_string(version) +
-                               ", and this library uses version " + std::to_string(hubdb::kSchemaVersion) +
-                               (version < hubdb::kSchemaVersion ? ": run hubdb upgrade" : ": update the library"));
-            return status == kDbOk || status == kDbBadStatement ? kDbNotADatabase : status;
+            error =
+                parsed.path +
+                (version == 0 ? ": is not a hub database"
+                              : ": is a hub database of version " + std::to_string(version) +
+                                    ", and this library uses version " + std::to_string(hubdb::kSchemaVersion) +
+                                    (version < hubdb::kSchemaVersion ? ": run hubdb upgrade" : ": update the library"));
+            return kDbNotADatabase;
         }
     }
     hubdb::Database::install(database, reopen);

@@ -13,7 +13,7 @@ namespace hubdb {
 
 /// What an engine delivers for one column. The numbers are those of the embedded engine, which need not translate; any
 /// other number is a kind that no row holds.
-enum class CellKind : int { kInteger = 1, kText = 3, kNull = 5 };
+enum class CellKind : int { kInteger = 1, kNull = 5 };
 
 /// How much of a text that does not fit its column whole is kept. Tells the log.
 [[gnu::cold, gnu::noinline]] inline std::size_t cutText(const RowTarget& target, const OVDBColumn& column,
@@ -42,21 +42,23 @@ template <class Integer> void storeInteger(char* member, Integer value) {
 }
 
 /// Copies the current row of a statement: the one loop for every table and engine. `Cells` gives for a column's index
-/// a cell with kind(), integer() and text().
+/// a cell with kind(), integer() and text(), whose text has no data for NULL.
 template <class Cells> int readRow(const Cells& cells, const RowTarget& target) {
-    const OVDBColumn* const columns = target.columns.data();
-    const int count = static_cast<int>(target.columns.size());
-    for (int i = 0; i < count; ++i) {
-        const OVDBColumn& column = columns[i];
-        char* const member = target.row + column.offset;
-        const auto cell = cells.at(i);
-        const CellKind kind = cell.kind();
-        target.indicators[i] = kind == CellKind::kNull ? -1 : 0;
+    char* const row = target.row;
+    short* indicator = target.indicators;
+    int index = 0;
+    for (const OVDBColumn& column : target.columns) {
+        char* const member = row + column.offset;
+        const auto cell = cells.at(index++);
         if (column.isInteger()) {
+            const CellKind kind = cell.kind();
             std::int64_t value = 0;
+            *indicator++ = 0;
             if (kind == CellKind::kInteger) [[likely]]
                 value = cell.integer();
-            else if (kind != CellKind::kNull)
+            else if (kind == CellKind::kNull)
+                indicator[-1] = -1;
+            else
                 return kDbBadValue;
             if (column.kind != OVDBColumnKind::kInt)
                 storeInteger(member, value);
@@ -66,17 +68,14 @@ template <class Cells> int readRow(const Cells& cells, const RowTarget& target) 
                 return kDbBadValue;
             continue;
         }
-        std::string_view text("", 0);
-        if (kind == CellKind::kText || kind == CellKind::kInteger) [[likely]]
-            text = cell.text();
-        else if (kind != CellKind::kNull)
-            return kDbBadValue;
+        const std::string_view text = cell.text();
+        *indicator++ = text.data() == nullptr ? -1 : 0;
         if (column.isFixedText()) {
             storeText(target, column, member, text);
         } else {
             auto& owned = *reinterpret_cast<OVDBText*>(member);
             owned.bytes.assign(text);
-            owned.isNull = kind == CellKind::kNull;
+            owned.isNull = text.data() == nullptr;
         }
     }
     return kDbOk;

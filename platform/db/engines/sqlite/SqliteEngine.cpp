@@ -63,7 +63,7 @@ int statusOf(int code) {
 }
 
 static_assert(static_cast<int>(CellKind::kInteger) == SQLITE_INTEGER &&
-              static_cast<int>(CellKind::kText) == SQLITE_TEXT && static_cast<int>(CellKind::kNull) == SQLITE_NULL);
+              static_cast<int>(CellKind::kNull) == SQLITE_NULL);
 
 /// One column of a row. Asking the value object instead of the statement saves the statement's checks at every call.
 struct Cell {
@@ -73,7 +73,7 @@ struct Cell {
     std::int64_t integer() const { return sqlite3_value_int64(value); }
     std::string_view text() const {
         const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-        return text == nullptr ? std::string_view("")
+        return text == nullptr ? std::string_view()
                                : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
     }
 };
@@ -143,8 +143,8 @@ class SqliteConnection : public Connection {
     int runScript(const std::string& sql) override;
     const EngineError& error() const override { return error_; }
 
-    /// Remembers why the last call failed. Its class.
-    int fail(int code);
+    /// Remembers why the last call failed, in SQLite's words for it unless others are given. Its class.
+    int fail(int code, const char* words = nullptr);
     /// A write outside a transaction waits for its turn; `entered` tells to leave the queue afterwards.
     int enterQueue(bool& entered);
     void leaveQueue(bool entered) noexcept {
@@ -215,7 +215,7 @@ int SqliteStatement::step() {
 
 int SqliteStatement::execute(std::span<const Value> values) {
     if (const int code = bind(values); code != SQLITE_OK)
-        return connection_.fail(code);
+        return connection_.fail(code, sqlite3_errstr(code));
     connection_.startWatch();
     if (!writes_)
         return step();
@@ -348,8 +348,8 @@ bool SqliteConnection::setJournal(std::string& words) {
     return true;
 }
 
-int SqliteConnection::fail(int code) {
-    error_ = {statusOf(code), code, sqlite3_errmsg(database_.get())};
+int SqliteConnection::fail(int code, const char* words) {
+    error_ = {statusOf(code), code, words != nullptr ? words : sqlite3_errmsg(database_.get())};
     if (error_.status == kDbTimedOut)
         error_.words = "the statement ran longer than " + std::to_string(url_.statementLimit.count()) + " ms";
     return error_.status;

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Db/Tbl/OVDBColumn.h"
+#include "PlatformExport.h"
+#include "db/DBStatus.h"
+#include "db/DatabaseUrl.h"
+
+namespace hubdb {
+
+/// Making, checking and upgrading the tables of a hub database. Every function opens a connection of its own, needs no
+/// connected HubDatabase, and may be used by any thread. They return 0 or a failure of DBStatus, which `error` tells in
+/// one line that names the database.
+
+using TableList = std::span<const OVDBRowDeclaration* const>;
+
+/// Makes the database's tables and indexes in one transaction, and the file when there is none. A file that holds
+/// tables already is refused. On failure nothing stays behind, not even the file.
+VSDKPLATFORM_API int createSchema(DatabaseUrl url, TableList tables, std::string& error);
+
+/// Every difference of the database from the declarations, one text each. Tables, columns and indexes beyond them are
+/// none.
+VSDKPLATFORM_API int checkSchema(const DatabaseUrl& url, TableList tables, std::vector<std::string>& differences,
+                                 std::string& error);
+
+/// Brings an older database to this version, in one transaction; `from` is the version found. A newer one is refused,
+/// and so is an older one of which anything would be lost.
+VSDKPLATFORM_API int upgradeSchema(const DatabaseUrl& url, TableList tables, int& from, std::string& error);
+
+struct DatabaseFacts {
+    std::string engine; ///< with its version
+    std::string journal;
+    std::string bytes;
+    std::string integrity;                 ///< "ok", or the first fault
+    int version = 0;                       ///< of the schema, 0 when there is none
+    std::int64_t roundTripNanoseconds = 0; ///< the median of many point reads
+};
+
+VSDKPLATFORM_API int examineDatabase(const DatabaseUrl& url, DatabaseFacts& facts, std::string& error);
+
+class Connection;
+
+/// The schema's version, 0 when there is none or `status` is a failure.
+int readSchemaVersion(Connection& connection, int& status);
+
+} // namespace hubdb

@@ -1,0 +1,88 @@
+#include "db/engines/sqlite/SqliteDialect.h"
+
+#include <array>
+
+#include "db/SchemaWriter.h"
+
+namespace hubdb {
+
+namespace {
+
+std::string columnType(const OVDBColumn& column) {
+    return column.isInteger() ? "INTEGER" : "TEXT";
+}
+
+std::string columnRule(const OVDBColumn& column) {
+    const std::string name = column.name;
+    if (column.kind == OVDBColumnKind::kInt)
+        return "CHECK (" + name + " BETWEEN -2147483648 AND 2147483647)";
+    if (column.isFixedText()) // length() alone would count characters
+        return "CHECK (length(CAST(" + name + " AS BLOB)) <= " + std::to_string(column.size - 1) + ")";
+    return "";
+}
+
+/// The indexes and triggers that stand on a table, as a script that makes them again.
+int attachments(Connection& connection, const std::string& table, std::string& script) {
+    const auto statement =
+        connection.prepare("SELECT group_concat(sql, ';') FROM sqlite_schema "
+                           "WHERE tbl_name = ? AND type IN ('index', 'trigger') AND sql IS NOT NULL");
+    if (statement == nullptr)
+        return connection.error().status;
+    const std::array values{Value::ofText(table)};
+    int status = statement->execute(values);
+    if (status == kDbOk)
+        status = statement->readText(script);
+    statement->finish();
+    return status;
+}
+
+/// SQLite changes most of a table only by making it anew: the rows are copied under another name that then takes the
+/// old one's place.
+int rebuild(Connection& connection, const TableText& table, const std::vector<std::string>& columns) {
+    std::string attached;
+    if (const int status = attachments(connection, table.name, attached); status != kDbOk)
+        return status;
+    std::string list;
+    for (const auto& column : columns)
+        list += (list.empty() ? "" : ", ") + column;
+    const std::string fresh = table.name + "_rebuilt";
+    std::string script =
+        table.create(fresh) + "; INSERT INTO " + fresh + " (" + list + ") SELECT " + list + " FROM " + table.name + ";";
+    if (table.key.empty()) // numbers that were given away once are not given again
+        script += "DELETE FROM sqlite_sequence WHERE name = '" + fresh +
+                  "'; INSERT INTO sqlite_sequence (name, seq) SELECT '" + fresh +
+                  "', seq FROM sqlite_sequence WHERE name = '" + table.name + "';";
+    return connection.runScript(script + "DROP TABLE " + table.name + "; ALTER TABLE " + fresh + " RENAME TO " +
+                                table.name + ";" + attached);
+}
+
+constexpr std::array kUpgrades{
+    // Tokens became unique; a session without one, or with one that a later session has too, cannot be told apart.
+    UpgradeStep{1, "DELETE FROM UMVSDKSessions WHERE GUID IS NULL OR GUID = '' OR EXISTS "
+                   "(SELECT 1 FROM UMVSDKSessions later WHERE later.GUID = UMVSDKSessions.GUID AND "
+                   "later.id > UMVSDKSessions.id)"},
+};
+
+} // namespace
+
+const Dialect kSqliteDialect{
+    &columnType,
+    &columnRule,
+    "PRIMARY KEY AUTOINCREMENT",
+    "lower(hex(randomblob(32)))",
+    "\n) STRICT",
+    "SELECT s.name, c.name, c.type, s.sql FROM sqlite_schema s "
+    "JOIN pragma_table_xinfo(s.name) c "
+    "WHERE s.type = 'table' AND s.name NOT LIKE 'sqlite~_%' ESCAPE '~'",
+    "SELECT s.name, (SELECT group_concat(name, ', ') FROM (SELECT name FROM pragma_index_xinfo(l.name) "
+    "WHERE key = 1 ORDER BY seqno)), l.\"unique\" "
+    "FROM sqlite_schema s JOIN pragma_index_list(s.name) l WHERE s.type = 'table' AND l.partial = 0",
+    "SELECT 'SQLite ' || sqlite_version()",
+    "PRAGMA journal_mode",
+    "SELECT page_count * page_size FROM pragma_page_count, pragma_page_size",
+    "PRAGMA integrity_check(20)",
+    &rebuild,
+    kUpgrades,
+};
+
+} // namespace hubdb
