@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace support {
+
+/// A fresh hub database with all its tables, and a way around the library to look at it and to damage it. One class
+/// per engine: the tests of the database layer know no more of an engine than this.
+class HubEngine {
+  public:
+    virtual ~HubEngine() = default;
+    /// With options as in "pool=2&lock_ms=100".
+    virtual std::string url(const std::string& options = "") const = 0;
+    /// Runs statements over a connection of their own. Throws std::runtime_error with the engine's words.
+    virtual void run(const std::string& sql) const = 0;
+    /// The first column of the rows that a query finds, a blank between two; "NULL" for NULL.
+    virtual std::string ask(const std::string& sql) const = 0;
+    /// Keeps everybody else from writing, and from reading where the engine knows such a lock, while the result lives.
+    virtual std::shared_ptr<void> lock() const = 0;
+    /// Defines a procedure or cursor by a query whose inputs are ?1, ?2 ...
+    virtual void define(const std::string& name, const std::string& query) const = 0;
+    /// A query that never ends.
+    virtual std::string endless() const = 0;
+};
+
+using MakeHubEngine = std::unique_ptr<HubEngine> (*)();
+
+std::unique_ptr<HubEngine> makeSqliteHub();
+
+} // namespace support

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "log/EvLogSink.h"
+
+namespace support {
+
+/// The failure lines that the process logs while this lives, one after the other.
+class LogLines {
+  public:
+    LogLines() {
+        setEvLogSink(
+            [kept = kept_](const EvLogLine& line) {
+                const std::lock_guard lock(kept->mutex);
+                (kept->text += line.tag) += ' ';
+                (kept->text += line.text) += '\n';
+            },
+            kEvLogFailures);
+    }
+    ~LogLines() { setEvLogSink({}, 0); }
+    LogLines(const LogLines&) = delete;
+    LogLines& operator=(const LogLines&) = delete;
+
+    /// What was logged since the last call.
+    std::string taken() {
+        const std::lock_guard lock(kept_->mutex);
+        return std::exchange(kept_->text, {});
+    }
+
+  private:
+    struct Kept {
+        std::mutex mutex;
+        std::string text;
+    };
+    std::shared_ptr<Kept> kept_ = std::make_shared<Kept>();
+};
+
+} // namespace support

@@ -1,0 +1,148 @@
+#include "common/Tool.h"
+
+#include <clocale>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/stdout_color_sinks.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <memory>
+
+#include "db/DBText.h"
+#include "log/EvLogSink.h"
+
+namespace tools {
+
+namespace {
+
+/// A character of a text: its bytes, and its code point or, of a byte that is no UTF-8, nothing.
+struct Character {
+    std::string_view bytes;
+    std::optional<char32_t> codePoint;
+};
+
+Character firstCharacter(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80)
+        return {text.substr(0, 1), lead};
+    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if (!hubdb::isWholeText(text.substr(0, length)))
+        return {text.substr(0, 1), std::nullopt};
+    char32_t codePoint = lead & (0xFFU >> (length + 1));
+    for (std::size_t i = 1; i < length; ++i)
+        codePoint = codePoint << 6 | (byte(i) & 0x3FU);
+    return {text.substr(0, length), codePoint};
+}
+
+/// What a terminal may obey rather than show.
+bool isControl(char32_t c) {
+    struct Range {
+        char32_t first, last;
+    };
+    constexpr std::array kControls{
+        Range{0x00, 0x1F},     Range{0x7F, 0x9F},     Range{0x061C, 0x061C},
+        Range{0x200E, 0x200F}, Range{0x2028, 0x202E}, Range{0x2066, 0x2069},
+    };
+    for (const auto& range : kControls)
+        if (c >= range.first && c <= range.last)
+            return true;
+    return false;
+}
+
+spdlog::level::level_enum spdlogLevel(int level) {
+    if (level <= kEvLogFailures)
+        return spdlog::level::err;
+    if (level <= kEvLogInformation)
+        return spdlog::level::info;
+    return level <= kEvLogDetail ? spdlog::level::debug : spdlog::level::trace;
+}
+
+} // namespace
+
+const char* version() {
+    return VSDK_VERSION;
+}
+
+void logToStandardError(int level) {
+    if (level <= 0) {
+        setEvLogSink({}, 0);
+        return;
+    }
+    const auto logger = std::make_shared<spdlog::logger>("", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
+    logger->set_pattern("%H:%M:%S.%e %^%l%$ %v");
+    logger->set_level(spdlog::level::trace);
+    setEvLogSink(
+        [logger](const EvLogLine& line) {
+            logger->log(spdlogLevel(line.level), "{}: {}", escaped(line.tag), escaped(line.text));
+        },
+        level);
+}
+
+std::optional<std::string> databaseUrl(const std::string& given) {
+    if (!given.empty())
+        return given;
+    const char* const environment = std::getenv("HUBDB_URL");
+    if (environment == nullptr || *environment == '\0')
+        return std::nullopt;
+    return environment;
+}
+
+std::optional<int> parseId(std::string_view text) {
+    int value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [at, failure] = std::from_chars(text.data(), end, value);
+    // Every number has one spelling here, the one that it is printed with.
+    if (failure != std::errc() || at != end || std::to_string(value) != text)
+        return std::nullopt;
+    return value;
+}
+
+std::string escaped(std::string_view text) {
+    constexpr const char* kDigits = "0123456789ABCDEF";
+    std::string result;
+    while (!text.empty()) {
+        const auto [bytes, codePoint] = firstCharacter(text);
+        if (codePoint && !isControl(*codePoint)) {
+            result += bytes;
+        } else {
+            for (const char c : bytes) {
+                const auto byte = static_cast<unsigned char>(c);
+                result += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 0xF]};
+            }
+        }
+        text.remove_prefix(bytes.size());
+    }
+    return result;
+}
+
+std::size_t displayWidth(std::string_view text) {
+    // The C library knows the widths of all characters, but only in a UTF-8 locale, which the user's need not be.
+    static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = kUtf8 == nullptr ? nullptr : uselocale(kUtf8);
+    std::size_t width = 0;
+    while (!text.empty()) {
+        const auto [bytes, codePoint] = firstCharacter(text);
+        const int columns = wcwidth(static_cast<wchar_t>(codePoint.value_or('?')));
+        width += columns < 0 ? 1 : static_cast<std::size_t>(columns);
+        text.remove_prefix(bytes.size());
+    }
+    if (before != nullptr)
+        uselocale(before);
+    return width;
+}
+
+bool isTerminal(int descriptor) {
+    return isatty(descriptor) == 1;
+}
+
+bool writeOutput(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+} // namespace tools

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tools {
+
+/// What the command-line tools answer to the shell.
+enum ExitCode : int {
+    kExitDone = 0,
+    kExitFailed = 1,   ///< the library or the database reported a failure; stderr tells code and text
+    kExitUsage = 2,    ///< the command line is wrong
+    kExitNotFound = 3, ///< the named entity or file does not exist
+    kExitRefused = 4   ///< the data given are wrong; nothing was changed
+};
+
+/// The version of the project that the tool was built from.
+const char* version();
+
+/// Sends the library's log lines of levels 1 to `level` to standard error, each on one line, escaped; 0 sends none, and
+/// is to be asked for before `main` is left.
+void logToStandardError(int level);
+
+/// The database URL: `given`, else the environment's HUBDB_URL, else nothing.
+std::optional<std::string> databaseUrl(const std::string& given);
+
+/// A whole decimal number without sign tricks, leading zeros or blanks, within 32 bits.
+std::optional<int> parseId(std::string_view text);
+
+/// `text` with control characters, characters that turn the direction of writing, and the bytes of broken UTF-8 as
+/// \xHH, so that a terminal shows every byte and obeys none.
+std::string escaped(std::string_view text);
+
+/// Columns that `text` takes on a terminal; `text` is escaped already.
+std::size_t displayWidth(std::string_view text);
+
+bool isTerminal(int descriptor);
+
+/// Writes `text` to standard output, to the last byte. False, and `errno` tells why, when it did not all arrive. A
+/// closed pipe is such a failure only where SIGPIPE is ignored.
+bool writeOutput(std::string_view text);
+
+} // namespace tools
