@@ -13,7 +13,9 @@ bool OVSimSystemOS::getAppTypeName(int appTypeId, unsigned long /*clientId*/, ch
     type.setWhere("type=%d", appTypeId);
     const int read = getOneRow(&type, false, -1, 0);
     if (read != kDbOk) {
-        if (read != kDbNoRow)
+        if (read == kDbNoRow)
+            EvDebug::DebugLvl(__func__, 3, "Agent type [%d] has no display name", appTypeId);
+        else
             EvDebug::DebugLvl(__func__, 1, "Failed to read agent type [%d]: %s", appTypeId,
                               type.getErrorStr(read).c_str());
         return false;

@@ -93,7 +93,7 @@ TEST_F(Vcommand, GlobalOptionsStandBeforeAndBehindTheCommand) {
         const auto result = runWith("sqlite:/no/such", line);
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_EQ(document(result)["agentTypes"].size(), 3U);
-        EXPECT_THAT(result.err, HasSubstr("no name for agent type [77]"));
+        EXPECT_THAT(result.err, HasSubstr("Agent type [77] has no display name"));
     }
 }
 
