@@ -86,9 +86,9 @@ std::string DBtable::description() const {
 
 void DBtable::setIsolationType(unsigned int type) {
     constexpr unsigned int kRepeatableRead = 4;
-    settingRefusal_ = {};
+    isolationRefusal_ = {};
     if (type == 0 || type > kRepeatableRead)
-        refuse(settingRefusal_, kDbBadStatement, "isolation type " + std::to_string(type) + " is not known");
+        refuse(isolationRefusal_, kDbBadStatement, "isolation type " + std::to_string(type) + " is not known");
 }
 
 void DBtable::setWhere(const char* format, ...) {
@@ -109,7 +109,7 @@ void DBtable::setWhere(const char* format, ...) {
 }
 
 void DBtable::setOrderBy(const char* columns) {
-    settingRefusal_ = {};
+    orderRefusal_ = {};
     order_ = nullptr;
     if (columns == nullptr)
         return;
@@ -121,7 +121,7 @@ void DBtable::setOrderBy(const char* columns) {
     if (plain)
         order_ = Form::of(columns);
     else
-        refuse(settingRefusal_, kDbBadStatement,
+        refuse(orderRefusal_, kDbBadStatement,
                "order \"" + std::string(text) + "\": only column names, commas, ASC and DESC");
 }
 
@@ -167,7 +167,7 @@ int DBtable::refuse(Refusal& refusal, int status, const std::string& words) {
 }
 
 int DBtable::refusal() {
-    for (const Refusal* refusal : {&valuesRefusal_, &settingRefusal_})
+    for (const Refusal* refusal : {&valuesRefusal_, &orderRefusal_, &isolationRefusal_})
         if (refusal->status != kDbOk)
             return fail(refusal->status, refusal->words);
     return kDbOk;
@@ -274,12 +274,12 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
             status = fail(error.status, error.words);
             return nullptr;
         }
-        hubdb::Session& session = lease->session();
-        hubdb::CachedStatement* entry = session.find(key);
         if (!reads && transaction_ != nullptr && transaction_->readOnly_) {
             status = fail(kDbReadOnly, "the transaction was begun as read-only");
             return nullptr;
         }
+        hubdb::Session& session = lease->session();
+        hubdb::CachedStatement* entry = session.find(key);
         if (entry == nullptr) {
             const std::string sql = sqlFor(operation, set.get(), session.connection());
             if (!sql.empty())
@@ -337,6 +337,7 @@ int DBtable::deliverRow() {
     rowPending_ = false;
     const int status = reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
     if (status != kDbOk) {
+        position_ = Position::kPastRows;
         clearRow();
         endRead();
         return fail(status, std::string("a row of ") + declaration_.object +
@@ -367,8 +368,11 @@ int DBtable::startRead(Operation operation) {
 int DBtable::nextRow() {
     if (reading_ == nullptr)
         return kDbNoRow;
-    if (rowPending_)
-        return deliverRow();
+    const int status = rowPending_ ? kDbOk : advance();
+    return status == kDbOk ? deliverRow() : status;
+}
+
+int DBtable::advance() {
     hubdb::Lease& lease = currentLease();
     int status = kDbConnectionLost;
     const bool ours = lease.usable();
@@ -377,7 +381,7 @@ int DBtable::nextRow() {
         if (status == kDbOk)
             status = reading_->statement->next();
         if (status == kDbOk)
-            return deliverRow();
+            return status;
     }
     position_ = Position::kPastRows;
     if (status == kDbNoRow) {
@@ -460,20 +464,14 @@ int DBtable::closeCursor() {
 }
 
 int DBtable::fetchXML(std::string& xml) {
-    while (reading_ != nullptr) {
-        int status = reading_->statement->readText(xml);
+    int status = kDbOk;
+    while (reading_ != nullptr && status == kDbOk) {
         rowPending_ = false;
+        status = reading_->statement->readText(xml);
         if (status == kDbOk)
-            status = reading_->statement->next();
-        if (status == kDbOk)
-            continue;
-        if (status == kDbNoRow) {
-            endRead();
-            break;
-        }
-        return nextRow();
+            status = advance();
     }
-    return kDbOk;
+    return status == kDbNoRow ? kDbOk : status;
 }
 
 // ---- rows
@@ -536,7 +534,7 @@ int DBtable::memberValue(std::size_t index, Value& value) const {
         const auto& text = *reinterpret_cast<const OVDBText*>(member);
         if (!hubdb::isWholeText(text.bytes))
             return kDbBadText;
-        value = text.isNull && text.bytes.empty() ? Value::null() : Value::ofText(text.bytes);
+        value = (text.isNull || saidNull) && text.bytes.empty() ? Value::null() : Value::ofText(text.bytes);
     }
     return kDbOk;
 }

@@ -139,6 +139,8 @@ class VSDKPLATFORM_API DBtable {
     std::string sqlFor(Operation operation, const hubdb::Form* set, hubdb::Connection& connection) const;
     int startRead(Operation operation);
     int nextRow();
+    /// Moves to the next row. At the end and on failure the read is over.
+    int advance();
     int deliverRow();
     void joinThreadReaders();
     void endRead() noexcept;
@@ -164,7 +166,8 @@ class VSDKPLATFORM_API DBtable {
     std::shared_ptr<const hubdb::Form> order_; ///< null: by key
     hubdb::ValueList values_;                  ///< of the filter, or the inputs of a call
     Refusal valuesRefusal_;                    ///< of the filter or the inputs, until they are set anew
-    Refusal settingRefusal_;                   ///< of the order or isolation, until one is set that is taken
+    Refusal orderRefusal_;
+    Refusal isolationRefusal_;
     Position position_ = Position::kNowhere;
     std::array<std::int64_t, OVDBRowDeclaration::kKeyColumnsMax> key_{}; ///< of the current row
     hubdb::ThreadSession session_;                                       ///< while reading outside a transaction

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "PlatformExport.h"
+
 namespace hubdb {
 
 enum class JournalMode : std::uint8_t { kAutomatic, kWal, kTruncate };
@@ -21,7 +23,7 @@ struct DatabaseUrl {
     bool createMissing = false; ///< make the file when there is none
 
     /// Reads "sqlite:PATH?option=value&...". False, and `error` tells why without repeating secrets.
-    static bool parse(const std::string& url, DatabaseUrl& parsed, std::string& error);
+    VSDKPLATFORM_API static bool parse(const std::string& url, DatabaseUrl& parsed, std::string& error);
 };
 
 } // namespace hubdb

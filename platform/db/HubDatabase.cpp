@@ -1,32 +1,10 @@
 #include "db/HubDatabase.h"
 
-#include <charconv>
-
 #include "db/ConnectionPool.h"
 #include "db/DatabaseUrl.h"
+#include "db/HubSchema.h"
 #include "db/engines/Engines.h"
 #include "schema/SchemaVersion.h"
-
-namespace {
-
-/// The version of the hub database behind `connection`, 0 when it is none.
-int schemaVersion(hubdb::Connection& connection, int& status) {
-    const auto statement = connection.prepare("SELECT max(version) FROM HubSchema");
-    if (statement == nullptr) {
-        status = connection.error().status;
-        return 0;
-    }
-    std::string version;
-    status = statement->execute({});
-    if (status == kDbOk)
-        status = statement->readText(version);
-    statement->finish();
-    int number = 0;
-    std::from_chars(version.data(), version.data() + version.size(), number);
-    return number;
-}
-
-} // namespace
 
 int HubDatabase::connect(const std::string& url, std::string& error) {
     hubdb::DatabaseUrl parsed;
@@ -45,7 +23,7 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
         }
         auto& connection = lease.session().connection();
         int status = kDbOk;
-        const int version = schemaVersion(connection, status);
+        const int version = hubdb::readSchemaVersion(connection, status);
         if (status != kDbOk && status != kDbBadStatement) {
             error = parsed.path + ": " + connection.error().words;
             return status;

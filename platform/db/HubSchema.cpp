@@ -1,6 +1,7 @@
 #include "db/HubSchema.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -36,7 +37,7 @@ class Opened {
     explicit operator bool() const { return connection_ != nullptr; }
     int status() const { return status_; }
     Connection& connection() { return *connection_; }
-    const Dialect& dialect() const { return dialectOf(*engine_); }
+    const Dialect& dialect() const { return engine_->dialect(); }
 
     /// Tells a failure of the connection's last call, or of something else.
     int fail(int status, const std::string& doing) { return refuse(status, doing + ": " + connection_->error().words); }
@@ -192,8 +193,8 @@ TableDifferences compare(const TableText& table, const LiveSchema& live) {
     }
     if (comparable && !table.key.empty() && !states(there.definition, table.key))
         differences.shape.push_back(table.name + ": the table has not the " + table.key);
-    if (comparable && there.definition.find(table.end) == std::string::npos)
-        differences.shape.push_back(table.name + ": the table does not end with \"" + table.end.substr(1) + "\"");
+    if (const std::string end = table.end.substr(1); comparable && !there.definition.ends_with(end))
+        differences.shape.push_back(table.name + ": the table does not end with \"" + end + "\"");
     for (const auto& index : table.indexes)
         if (!there.indexes.contains({folded(index.columns), true}) &&
             (index.unique || !there.indexes.contains({folded(index.columns), false})))
@@ -232,12 +233,14 @@ int createTable(Opened& database, const TableText& table) {
 
 int rebuildTable(Opened& database, const TableText& table, const LiveTable& there) {
     std::vector<std::string> columns;
-    for (const auto& [name, live] : there.columns) {
-        const auto same = [&](const ColumnText& column) { return folded(column.name) == name; };
-        if (std::ranges::none_of(table.columns, same))
+    for (const auto& [foldedName, live] : there.columns) {
+        const auto same = [&name = foldedName](const ColumnText& column) { return folded(column.name) == name; };
+        const auto column = std::ranges::find_if(table.columns, same);
+        if (column == table.columns.end())
             return database.refuse(kDbBadStatement, table.name + "." + live.first +
                                                         ": the column is not this library's and would be lost");
-        columns.push_back(live.first);
+        if (!column->generated)
+            columns.push_back(live.first);
     }
     const int status = database.dialect().rebuild(database.connection(), table, columns);
     return status == kDbOk ? kDbOk : database.fail(status, "the table " + table.name + " cannot be rebuilt");
@@ -356,7 +359,8 @@ int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
             });
     }
     if (status != kDbOk && fresh && (tableless || (status != kDbBusy && isEmpty(url.path))))
-        ::remove(url.path.c_str());
+        for (const char* file : {"", "-journal", "-wal", "-shm"})
+            ::unlink((url.path + file).c_str());
     return status;
 }
 

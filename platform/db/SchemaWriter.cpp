@@ -29,7 +29,7 @@ ColumnText writeColumn(const OVDBRowDeclaration& declaration, const OVDBColumn& 
         definition += column.isInteger() ? " NOT NULL DEFAULT 0" : " NOT NULL DEFAULT ''";
     if (const std::string rule = dialect.columnRule(column); !rule.empty())
         definition += " " + rule;
-    return {column.name, type, definition};
+    return {column.name, type, definition, false};
 }
 
 std::string writeKey(const OVDBRowDeclaration& declaration) {
@@ -61,10 +61,6 @@ std::string TableText::create(const std::string& as) const {
     return text + (key.empty() ? "" : ",\n    " + key) + end;
 }
 
-bool TableText::has(const std::string& column) const {
-    return std::ranges::any_of(columns, [&](const auto& one) { return one.name == column; });
-}
-
 TableText writeTable(const OVDBRowDeclaration& declaration, const Dialect& dialect) {
     TableText table{declaration.object, {}, writeKey(declaration), {}, dialect.tableEnd};
     for (const auto& column : declaration.columns)
@@ -75,7 +71,7 @@ TableText writeTable(const OVDBRowDeclaration& declaration, const Dialect& diale
         const auto of = std::ranges::find(table.columns, mirror.of, &ColumnText::name);
         table.columns.push_back(
             {mirror.name, of->type,
-             std::string(mirror.name) + " " + of->type + " GENERATED ALWAYS AS (" + mirror.of + ") STORED"});
+             std::string(mirror.name) + " " + of->type + " GENERATED ALWAYS AS (" + mirror.of + ") STORED", true});
     }
     for (const auto& index : kIndexes)
         if (index.table == table.name)

@@ -11,6 +11,7 @@ struct ColumnText {
     std::string name;
     std::string type;
     std::string definition; ///< name, type and rules, as it stands in CREATE TABLE
+    bool generated = false; ///< never written
 };
 
 struct IndexText {
@@ -29,7 +30,6 @@ struct TableText {
 
     /// CREATE TABLE under a name.
     std::string create(const std::string& as) const;
-    bool has(const std::string& column) const;
 };
 
 TableText writeTable(const OVDBRowDeclaration& declaration, const Dialect& dialect);

@@ -44,6 +44,4 @@ struct Dialect {
     std::span<const UpgradeStep> upgrades;
 };
 
-const Dialect& dialectOf(const Engine& engine);
-
 } // namespace hubdb

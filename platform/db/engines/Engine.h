@@ -72,6 +72,8 @@ class Connection {
     virtual const EngineError& error() const = 0;
 };
 
+struct Dialect;
+
 /// Opens connections to one database.
 class Engine {
   public:
@@ -80,6 +82,8 @@ class Engine {
     virtual std::unique_ptr<Connection> open(EngineError& error) = 0;
     /// "sqlite" or "postgresql".
     virtual const char* name() const = 0;
+    /// How its SQL says what the schema needs.
+    virtual const Dialect& dialect() const = 0;
 };
 
 } // namespace hubdb

@@ -31,8 +31,13 @@ template <class Descriptor> class RowAccessor : public DBtable {
         RowAccessor::dataBindClearFirstTime();
         setExtIndicatorArray(indicators_.data());
         if (b_newDBBase)
-            typed_ = std::make_unique<Descriptor>();
+            typed_ = takeSpare();
         joinTransaction();
+    }
+
+    ~RowAccessor() override {
+        if (typed_ != nullptr)
+            spare() = std::move(typed_);
     }
 
     /// The current row: valid after a successful read, overwritten by the next, gone with the accessor.
@@ -52,6 +57,20 @@ template <class Descriptor> class RowAccessor : public DBtable {
     std::unique_ptr<OVDBRowBase> makeTypedRow() const override { return std::make_unique<Descriptor>(); }
 
   private:
+    /// A thread keeps one descriptor of each class for its next accessor: making its values anew for every read would
+    /// cost more than the read.
+    static std::unique_ptr<Descriptor>& spare() {
+        thread_local std::unique_ptr<Descriptor> kept;
+        return kept;
+    }
+    static std::unique_ptr<Descriptor> takeSpare() {
+        auto typed = std::move(spare());
+        if (typed == nullptr)
+            return std::make_unique<Descriptor>();
+        typed->clearValues();
+        return typed;
+    }
+
     Row row_{};
     std::array<short, Descriptor::kColumns.size()> indicators_{};
     std::unique_ptr<Descriptor> typed_;

@@ -73,6 +73,18 @@ std::vector<OVDBDataTypeBase*>& OVDBRowBase::getData() {
     return m_columnVec;
 }
 
+void OVDBRowBase::clearValues() {
+    for (auto* value : m_columnVec) {
+        value->setInternalNull(true);
+        value->setUpdated(kNotUpdated);
+        value->text.clear();
+        if (auto* number = dynamic_cast<OVDB_int*>(value))
+            number->value = 0;
+        else if (auto* wide = dynamic_cast<OVDB___int64*>(value))
+            wide->value = 0;
+    }
+}
+
 std::string OVDBRowBase::searchForeignKey(std::string column) {
     for (const auto& [table, columns] : getForeignKeyMap())
         if (columns.count(column) != 0)

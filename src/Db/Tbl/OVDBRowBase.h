@@ -43,6 +43,9 @@ class VSDKPLATFORM_API OVDBRowBase {
     /// Referenced table -> this table's column -> referenced column.
     virtual ForeignKeyMap getForeignKeyMap() = 0;
 
+    /// Makes every typed value as it was when it was made: NULL, not updated, 0 or empty.
+    void clearValues();
+
     /// The table that `column` refers to, empty when it refers to none.
     std::string searchForeignKey(std::string column);
     /// `descriptor` with every x replaced by b.

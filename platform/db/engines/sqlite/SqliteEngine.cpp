@@ -10,6 +10,7 @@
 
 #include "db/engines/RowReader.h"
 #include "db/engines/sqlite/EmbeddedProcedures.h"
+#include "db/engines/sqlite/SqliteDialect.h"
 
 namespace hubdb {
 
@@ -481,6 +482,10 @@ void WriterQueue::leave() noexcept {
         writer_ = {};
     }
     left_.notify_one();
+}
+
+const Dialect& SqliteEngine::dialect() const {
+    return kSqliteDialect;
 }
 
 SqliteEngine::SqliteEngine(DatabaseUrl url) : url_(std::move(url)) {}

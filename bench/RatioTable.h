@@ -1,0 +1,38 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <vector>
+
+/// Collects rounds in which the same contenders run one after the other, and prints medians over the rounds.
+///
+/// A ratio is the median of a contender's ratios to "raw" within each round: what slows the machine down for longer
+/// than a round hits both. The rows are the benchmarks that ran, named "group/contender", in the order of their
+/// registration.
+class RatioTable : public benchmark::BenchmarkReporter {
+  public:
+    explicit RatioTable(std::string title) : title_(std::move(title)) {}
+
+    bool ReportContext(const Context& context) override;
+    void ReportRuns(const std::vector<Run>& runs) override;
+
+    void print(std::ostream& out) const;
+    /// True when a benchmark reported an error.
+    bool failed() const { return failed_; }
+
+  private:
+    struct Contender {
+        std::string name;
+        std::vector<double> wall; ///< ns per operation, by round
+        std::vector<double> cpu;
+        benchmark::UserCounters counters;
+    };
+
+    std::string title_;
+    std::map<std::int64_t, Contender> contenders_; ///< by their place in the registration
+    bool failed_ = false;
+};

@@ -1,0 +1,141 @@
+#include "hubdb/Commands.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "Db/Tbl/HubTables.h"
+#include "db/HubSchema.h"
+#include "hubdb/KeyFile.h"
+#include "schema/SchemaVersion.h"
+
+namespace {
+
+void throwUnlessDone(int status, const std::string& error) {
+    if (status != kDbOk)
+        throw CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")");
+}
+
+std::string permissions(mode_t mode) {
+    char text[8];
+    std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777U));
+    return text;
+}
+
+/// The lines of the doctor.
+class Report {
+  public:
+    enum class Finding { kOk, kWarn, kFail };
+
+    void add(Finding finding, const std::string& what, const std::string& words) {
+        constexpr const char* kWords[] = {"ok    ", "warn  ", "fail  "};
+        constexpr std::size_t kWidth = 14;
+        const std::string padding(what.size() < kWidth ? kWidth - what.size() : 1, ' ');
+        answer_.text += kWords[static_cast<int>(finding)] + what + padding + tools::escaped(words) + "\n";
+        if (finding == Finding::kFail)
+            answer_.exitCode = tools::kExitFailed;
+    }
+    const Answer& answer() const { return answer_; }
+
+  private:
+    Answer answer_;
+};
+
+using Finding = Report::Finding;
+
+void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
+    constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+    struct stat about {};
+    if (stat(url.path.c_str(), &about) == 0)
+        report.add((about.st_mode & kOthersWrite) == 0 ? Finding::kOk : Finding::kWarn, "database file",
+                   url.path + ", mode " + permissions(about.st_mode) +
+                       ((about.st_mode & kOthersWrite) == 0 ? "" : ": others may write it"));
+    if (stat(url.keyPath.c_str(), &about) != 0)
+        report.add(Finding::kWarn, "password key",
+                   url.keyPath + ": " + std::strerror(errno) + ": stored passwords cannot be used");
+    else
+        report.add((about.st_mode & 07777U) == (S_IRUSR | S_IWUSR) ? Finding::kOk : Finding::kWarn, "password key",
+                   url.keyPath + ", mode " + permissions(about.st_mode) +
+                       ((about.st_mode & 07777U) == (S_IRUSR | S_IWUSR) ? "" : ", should be 0600"));
+}
+
+void lookAtSchema(const hubdb::DatabaseUrl& url, Report& report) {
+    std::vector<std::string> differences;
+    std::string error;
+    if (hubdb::checkSchema(url, kHubTables, differences, error) != kDbOk)
+        report.add(Finding::kFail, "schema", error);
+    for (const auto& difference : differences)
+        report.add(Finding::kFail, "schema", difference);
+    if (error.empty() && differences.empty())
+        report.add(Finding::kOk, "schema", "version " + std::to_string(hubdb::kSchemaVersion) + ", as declared");
+}
+
+} // namespace
+
+void requireDatabase(const hubdb::DatabaseUrl& url) {
+    struct stat about {};
+    if (stat(url.path.c_str(), &about) != 0)
+        throw CommandError(errno == ENOENT ? tools::kExitNotFound : tools::kExitFailed,
+                           url.path + ": " + std::strerror(errno));
+}
+
+Answer createDatabase(const hubdb::DatabaseUrl& url) {
+    umask(S_IRWXG | S_IRWXO); // the database holds login tokens
+    const bool newKey = makeKeyFile(url.keyPath);
+    std::string error;
+    const int status = hubdb::createSchema(url, kHubTables, error);
+    if (status != kDbOk && newKey)
+        unlink(url.keyPath.c_str());
+    throwUnlessDone(status, error);
+    return {"created " + tools::escaped(url.path) + (newKey ? " and its key " : ", with the key that was there, ") +
+            tools::escaped(url.keyPath) + "\n"};
+}
+
+Answer checkDatabase(const hubdb::DatabaseUrl& url) {
+    requireDatabase(url);
+    std::vector<std::string> differences;
+    std::string error;
+    throwUnlessDone(hubdb::checkSchema(url, kHubTables, differences, error), error);
+    if (differences.empty())
+        return {"the schema is that of version " + std::to_string(hubdb::kSchemaVersion) + "\n"};
+    Answer answer{"", tools::kExitFailed};
+    for (const auto& difference : differences)
+        answer.text += tools::escaped(difference) + "\n";
+    return answer;
+}
+
+Answer upgradeDatabase(hubdb::DatabaseUrl url) {
+    requireDatabase(url);
+    url.statementLimit = {}; // a table that is rebuilt takes as long as it takes
+    int from = 0;
+    std::string error;
+    throwUnlessDone(hubdb::upgradeSchema(url, kHubTables, from, error), error);
+    const std::string version = std::to_string(hubdb::kSchemaVersion);
+    return {from == hubdb::kSchemaVersion ? "the database is of version " + version + " already\n"
+                                          : "upgraded from version " + std::to_string(from) + " to " + version + "\n"};
+}
+
+Answer doctorDatabase(hubdb::DatabaseUrl url) {
+    requireDatabase(url);
+    url.statementLimit = {}; // nor does the integrity check hurry
+    Report report;
+    hubdb::DatabaseFacts facts;
+    std::string error;
+    if (hubdb::examineDatabase(url, facts, error) != kDbOk) {
+        report.add(Finding::kFail, "database", error);
+        return report.answer();
+    }
+    report.add(Finding::kOk, "engine", facts.engine);
+    report.add(Finding::kOk, "journal", facts.journal);
+    report.add(facts.integrity == "ok" ? Finding::kOk : Finding::kFail, "integrity", facts.integrity);
+    lookAtSchema(url, report);
+    lookAtFiles(url, report);
+    report.add(Finding::kOk, "size", facts.bytes + " bytes");
+    if (facts.version != 0)
+        report.add(Finding::kOk, "round trip", std::to_string(facts.roundTripNanoseconds) + " ns for a point read");
+    return report.answer();
+}
