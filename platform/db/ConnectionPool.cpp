@@ -120,6 +120,15 @@ void Lease::release() noexcept {
 Database::Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit)
     : engine_(std::move(engine)), poolLimit_(poolLimit), slots_(poolSize), forkGeneration_(process().forks) {}
 
+Database::~Database() {
+    if (forkGeneration_ == process().forks.load(std::memory_order_relaxed))
+        return;
+    // The parent's connections: closing them here would roll back, on its files, what the parent has under way.
+    for (auto& slot : slots_)
+        (void)slot.session.release();
+    (void)engine_.release();
+}
+
 std::shared_ptr<Database> Database::current() {
     ThreadState& state = threadState();
     Process& self = process();

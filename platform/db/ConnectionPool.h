@@ -125,6 +125,9 @@ class Lease {
 class Database : public std::enable_shared_from_this<Database> {
   public:
     Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit);
+    ~Database();
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
 
     /// The process's database, null when none is connected.
     static std::shared_ptr<Database> current();

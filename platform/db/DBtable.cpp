@@ -278,6 +278,8 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
             status = fail(kDbReadOnly, "the transaction was begun as read-only");
             return nullptr;
         }
+        if (!reads && transaction_ == nullptr)
+            detachThreadReads(); // an open read's snapshot may be too old to write on
         hubdb::Session& session = lease->session();
         hubdb::CachedStatement* entry = session.find(key);
         if (entry == nullptr) {

@@ -94,6 +94,30 @@ struct KeptCells {
     Cell at(int i) const { return {values[static_cast<std::size_t>(i)].get()}; }
 };
 
+/// The time that a statement runs, without what its caller takes between rows. The clock is looked at only when the
+/// engine has worked for a while, so short statements never do.
+class Watch {
+  public:
+    void resume() { running_ = false; }
+    void pause() {
+        if (running_)
+            spent_ += Clock::now() - since_;
+        running_ = false;
+    }
+    bool passed(std::chrono::milliseconds limit) {
+        const auto now = Clock::now();
+        if (!running_)
+            since_ = now;
+        running_ = true;
+        return spent_ + (now - since_) >= limit;
+    }
+
+  private:
+    bool running_ = false;
+    Clock::time_point since_;
+    Clock::duration spent_{0};
+};
+
 class SqliteConnection;
 
 class SqliteStatement : public Statement {
@@ -122,6 +146,7 @@ class SqliteStatement : public Statement {
     std::size_t keptAt_ = 0;
     int afterKept_ = kDbNoRow; ///< what follows them
     bool detached_ = false;
+    Watch watch_;
 };
 
 class SqliteConnection : public Connection {
@@ -158,7 +183,8 @@ class SqliteConnection : public Connection {
             sqlite3_exec(database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
     bool inOurTransaction() const { return inOurTransaction_; }
-    void startWatch() { statementWatched_ = false; }
+    /// Whose time the engine's work from now on is.
+    void watch(Watch* watch) { watch_ = watch; }
     std::int64_t changes() const { return sqlite3_changes64(database_.get()); }
 
   private:
@@ -173,8 +199,7 @@ class SqliteConnection : public Connection {
     bool inOurTransaction_ = false;
     bool writing_ = false; ///< the transaction holds the writers' queue
     Clock::time_point busySince_;
-    bool statementWatched_ = false;
-    Clock::time_point statementSince_;
+    Watch* watch_ = nullptr;
 };
 
 // ---- statements
@@ -208,7 +233,11 @@ int SqliteStatement::bind(std::span<const Value> values) {
 }
 
 int SqliteStatement::step() {
+    connection_.watch(&watch_);
+    watch_.resume();
     const int code = sqlite3_step(handle_.get());
+    watch_.pause();
+    connection_.watch(nullptr);
     if (code == SQLITE_ROW)
         return kDbOk;
     return code == SQLITE_DONE ? kDbNoRow : connection_.fail(code);
@@ -217,7 +246,7 @@ int SqliteStatement::step() {
 int SqliteStatement::execute(std::span<const Value> values) {
     if (const int code = bind(values); code != SQLITE_OK)
         return connection_.fail(code, sqlite3_errstr(code));
-    connection_.startWatch();
+    watch_ = {};
     if (!writes_)
         return step();
     bool entered = false;
@@ -369,13 +398,7 @@ int SqliteConnection::onBusy(void* self, int calls) {
 
 int SqliteConnection::onProgress(void* self) {
     auto& connection = *static_cast<SqliteConnection*>(self);
-    // The clock is looked at only here, so that short statements never do.
-    const auto now = Clock::now();
-    if (!connection.statementWatched_) {
-        connection.statementWatched_ = true;
-        connection.statementSince_ = now;
-    }
-    return now - connection.statementSince_ >= connection.url_.statementLimit ? 1 : 0;
+    return connection.watch_ != nullptr && connection.watch_->passed(connection.url_.statementLimit) ? 1 : 0;
 }
 
 std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql) {
@@ -457,8 +480,10 @@ int SqliteConnection::rollback() {
 }
 
 int SqliteConnection::runScript(const std::string& sql) {
-    startWatch();
+    Watch whole;
+    watch(&whole);
     const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
+    watch(nullptr);
     return code == SQLITE_OK ? kDbOk : fail(code);
 }
 
