@@ -14,7 +14,8 @@ struct Process {
     std::mutex mutex;
     std::shared_ptr<Database> database;
     Database::Factory reopen;
-    bool forked = false; ///< `database` is to be made anew by `reopen`
+    bool forked = false;             ///< `database` is to be made anew by `reopen`
+    std::atomic<bool> barred{false}; ///< this process is a child that must not connect
     std::atomic<std::uint64_t> generation{1};
     std::atomic<unsigned> forks{0};
 };
@@ -44,6 +45,8 @@ void watchForks() {
                                                      ++self.forks;
                                                      ++self.generation;
                                                      self.forked = self.database != nullptr;
+                                                     if (self.forked && !self.database->forkedChildMayConnect())
+                                                         self.barred = true;
                                                      new std::shared_ptr<Database>(std::move(self.database));
                                                      self.mutex.unlock();
                                                  });
@@ -129,9 +132,24 @@ Database::~Database() {
     (void)engine_.release();
 }
 
-std::shared_ptr<Database> Database::current() {
+bool Database::forkedChildMayConnect() const {
+    const bool idle = std::none_of(slots_.begin(), slots_.end(), [](const Slot& slot) { return slot.busy.load(); });
+    return engine_->forkedChildMayConnect(idle);
+}
+
+bool Database::mayConnect(EngineError& error) {
+    if (!process().barred)
+        return true;
+    error = {kDbNotConnected, 0,
+             "this process was forked while its parent used the database, and cannot use it safely"};
+    return false;
+}
+
+std::shared_ptr<Database> Database::current(EngineError& error) {
     ThreadState& state = threadState();
     Process& self = process();
+    if (!mayConnect(error))
+        return nullptr;
     if (state.generation != self.generation.load(std::memory_order_acquire)) {
         const std::lock_guard lock(self.mutex);
         if (self.forked)
@@ -140,6 +158,8 @@ std::shared_ptr<Database> Database::current() {
         state.generation = self.generation;
         state.database = self.database;
     }
+    if (state.database == nullptr)
+        error = {kDbNotConnected, 0, dbStatusText(kDbNotConnected)};
     return state.database;
 }
 
@@ -257,11 +277,9 @@ bool ThreadSession::enter(EngineError& error) {
     if (shared_ != nullptr)
         return true;
     Current& here = current();
-    auto database = Database::current();
-    if (database == nullptr) {
-        error = {kDbNotConnected, 0, dbStatusText(kDbNotConnected)};
+    auto database = Database::current(error);
+    if (database == nullptr)
         return false;
-    }
     if (here.shared->users > 0 &&
         (database != here.database || !here.shared->lease.usable() || here.shared->lease.session().condemned())) {
         // Reads that are under way keep the connection that they have; the last of them frees it.

@@ -129,12 +129,15 @@ class Database : public std::enable_shared_from_this<Database> {
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    /// The process's database, null when none is connected.
-    static std::shared_ptr<Database> current();
+    /// The process's database. Null when none is connected, which `error` then tells.
+    static std::shared_ptr<Database> current(EngineError& error);
     using Factory = std::function<std::shared_ptr<Database>()>;
     /// Makes `database` (or none) the process's; the earlier one is closed as its connections come back. `reopen` makes
     /// the same database again, for a forked child.
     static void install(std::shared_ptr<Database> database, Factory reopen);
+    /// False in a child that was forked when its engine forbade it to connect: `error` tells.
+    static bool mayConnect(EngineError& error);
+    bool forkedChildMayConnect() const;
 
     /// A connection of its own for the caller, `preferred` first. Without one: `error` tells why.
     Lease lease(std::size_t preferred, EngineError& error);

@@ -117,7 +117,9 @@ std::string Form::compile() {
             return startsWith(i, "%s") ? "%s stands for a value only in its quotes: '%s'"
                                        : "a conversion other than %d, %u, %ld, %lu, %lld, %llu and '%s'";
         }
-        if (c == '?' || c == ';' || c == '"' || c == '`' || startsWith(i, "--") || startsWith(i, "/*"))
+        // An engine would take these for parameters, quotes, comments or the end of the statement.
+        if (std::string_view("?$:@#;\"`[]").find(c) != std::string_view::npos || startsWith(i, "--") ||
+            startsWith(i, "/*"))
             return std::string("a form holds no '") + c + "'";
         sql_ += c;
         ++i;

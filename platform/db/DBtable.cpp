@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
+#include <utility>
 
 #include "db/DBtran.h"
 #include "db/FaultSeam.h"
@@ -336,7 +337,6 @@ void DBtable::rememberKey() {
 }
 
 int DBtable::deliverRow() {
-    rowPending_ = false;
     const int status = reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
     if (status != kDbOk) {
         position_ = Position::kPastRows;
@@ -370,7 +370,7 @@ int DBtable::startRead(Operation operation) {
 int DBtable::nextRow() {
     if (reading_ == nullptr)
         return kDbNoRow;
-    const int status = rowPending_ ? kDbOk : advance();
+    const int status = advance();
     return status == kDbOk ? deliverRow() : status;
 }
 
@@ -379,6 +379,8 @@ int DBtable::advance() {
     int status = kDbConnectionLost;
     const bool ours = lease.usable();
     if (ours) {
+        if (std::exchange(rowPending_, false))
+            return kDbOk;
         status = injectedFault(FaultPoint::kNextRow, declaration_.object);
         if (status == kDbOk)
             status = reading_->statement->next();
@@ -436,7 +438,7 @@ void DBtable::detachThreadReads() {
 int getOneRow(DBtable* table, bool /*reserved*/, int /*reservedNumber*/, int /*reservedFlags*/) {
     int status = table->startRead(DBtable::Operation::kReadOne);
     if (status == kDbOk)
-        status = table->deliverRow();
+        status = table->nextRow();
     table->endRead();
     return status;
 }
@@ -447,7 +449,7 @@ int getNextRow(DBtable* table, int* state, int /*reservedNumber*/, int /*reserve
     *state = 1;
     const int status = table->startRead(DBtable::Operation::kReadAll);
     table->joinThreadReaders();
-    return status == kDbOk ? table->deliverRow() : status;
+    return status == kDbOk ? table->nextRow() : status;
 }
 
 int DBtable::openCursor() {
@@ -467,12 +469,8 @@ int DBtable::closeCursor() {
 
 int DBtable::fetchXML(std::string& xml) {
     int status = kDbOk;
-    while (reading_ != nullptr && status == kDbOk) {
-        rowPending_ = false;
-        status = reading_->statement->readText(xml);
-        if (status == kDbOk)
-            status = advance();
-    }
+    while (reading_ != nullptr && (status = advance()) == kDbOk)
+        reading_->statement->readText(xml);
     return status == kDbNoRow ? kDbOk : status;
 }
 

@@ -139,7 +139,7 @@ class VSDKPLATFORM_API DBtable {
     std::string sqlFor(Operation operation, const hubdb::Form* set, hubdb::Connection& connection) const;
     int startRead(Operation operation);
     int nextRow();
-    /// Moves to the next row. At the end and on failure the read is over.
+    /// Moves to the next row that was not delivered. At the end and on failure the read is over.
     int advance();
     int deliverRow();
     void joinThreadReaders();

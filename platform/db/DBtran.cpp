@@ -22,13 +22,13 @@ DBtran::~DBtran() {
 int DBtran::startTran() {
     if (isOpen())
         return fail(kDbTransactionFailed, "the transaction is open already");
-    const auto database = hubdb::Database::current();
+    hubdb::EngineError error;
+    const auto database = hubdb::Database::current(error);
     if (database == nullptr)
-        return fail(kDbNotConnected, dbStatusText(kDbNotConnected));
+        return fail(error.status, error.words);
     thread_local std::size_t slot = 0; // the one that this thread's last transaction had: its statements are there
     const auto kind = readOnly_ ? hubdb::TransactionKind::kRead : hubdb::TransactionKind::kWrite;
     for (bool again = false;; again = true) {
-        hubdb::EngineError error;
         lease_ = database->lease(slot, error);
         if (!lease_)
             return fail(error.status, error.words);

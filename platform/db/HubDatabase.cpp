@@ -15,6 +15,10 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
     };
     const auto database = reopen();
     hubdb::EngineError failure;
+    if (!hubdb::Database::mayConnect(failure)) {
+        error = failure.words;
+        return failure.status;
+    }
     {
         const auto lease = database->lease(0, failure);
         if (!lease) {
@@ -56,7 +60,8 @@ void HubDatabase::clearLastFailure() {
 }
 
 HubDatabaseStatistics HubDatabase::statistics() {
-    const auto database = hubdb::Database::current();
+    hubdb::EngineError none;
+    const auto database = hubdb::Database::current(none);
     if (database == nullptr)
         return {};
     const auto sum = database->statistics();

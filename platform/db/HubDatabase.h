@@ -16,8 +16,11 @@ struct HubDatabaseStatistics {
 /// The hub database of this process: every class of the library reads and writes it.
 ///
 /// connect() once before the first use and disconnect() at the end; any thread may use the library in between, each
-/// operation on a connection of the pool that it holds only as long as it runs. A forked child gets connections of its
-/// own when it first uses the library; what the parent had under way fails there.
+/// operation on a connection of the pool that it holds only as long as it runs.
+///
+/// Fork while no operation is under way, and the child gets connections of its own when it first uses the library. What
+/// the parent had under way fails in the child; on SQLite, where a child cannot tell its parent's locks from its own,
+/// everything fails there with kDbNotConnected, as it does with a write-ahead log.
 ///
 ///     sqlite:PATH[?option=value&...]     a database file on this machine, made by `hubdb create`
 ///

@@ -67,7 +67,7 @@ class Opened {
         const auto statement = connection_->prepare(sql);
         int status = statement == nullptr ? connection_->error().status : statement->execute({});
         if (status == kDbOk)
-            status = statement->readText(text);
+            statement->readText(text);
         if (status != kDbOk)
             return fail(status, sql);
         statement->finish();
@@ -326,7 +326,7 @@ int readSchemaVersion(Connection& connection, int& status) {
     std::string text;
     status = statement == nullptr ? connection.error().status : statement->execute({});
     if (status == kDbOk)
-        status = statement->readText(text);
+        statement->readText(text);
     if (statement != nullptr)
         statement->finish();
     int version = 0;

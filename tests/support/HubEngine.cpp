@@ -15,7 +15,7 @@ namespace {
 
 class SqliteHub : public HubEngine {
   public:
-    SqliteHub() {
+    explicit SqliteHub(bool wal) : wal_(wal) {
         hubdb::DatabaseUrl where;
         where.path = path_;
         std::string error;
@@ -23,7 +23,9 @@ class SqliteHub : public HubEngine {
             throw std::runtime_error(error);
     }
 
-    std::string url(const std::string& options) const override { return "sqlite:" + path_ + "?" + options; }
+    std::string url(const std::string& options) const override {
+        return "sqlite:" + path_ + (wal_ ? "?journal=wal&" : "?") + options;
+    }
 
     void run(const std::string& sql) const override { execute(*open(), sql, nullptr); }
 
@@ -38,6 +40,10 @@ class SqliteHub : public HubEngine {
         execute(*holder, "BEGIN EXCLUSIVE", nullptr);
         return holder;
     }
+
+    bool lockStopsReaders() const override { return !wal_; }
+
+    bool idleChildMayConnect() const override { return !wal_; }
 
     void define(const std::string& name, const std::string& query) const override {
         hubdb::EmbeddedProcedures::add(name, query);
@@ -70,6 +76,7 @@ class SqliteHub : public HubEngine {
             throw std::runtime_error(sqlite3_errmsg(&database) + (": " + sql));
     }
 
+    bool wal_;
     TempDirectory directory_;
     std::string path_ = directory_.file("hub.db");
 };
@@ -77,7 +84,11 @@ class SqliteHub : public HubEngine {
 } // namespace
 
 std::unique_ptr<HubEngine> makeSqliteHub() {
-    return std::make_unique<SqliteHub>();
+    return std::make_unique<SqliteHub>(false);
+}
+
+std::unique_ptr<HubEngine> makeSqliteWalHub() {
+    return std::make_unique<SqliteHub>(true);
 }
 
 } // namespace support

@@ -16,8 +16,12 @@ class HubEngine {
     virtual void run(const std::string& sql) const = 0;
     /// The first column of the rows that a query finds, a blank between two; "NULL" for NULL.
     virtual std::string ask(const std::string& sql) const = 0;
-    /// Keeps everybody else from writing, and from reading where the engine knows such a lock, while the result lives.
+    /// Keeps everybody else from writing while the result lives.
     virtual std::shared_ptr<void> lock() const = 0;
+    /// Whether it keeps them from reading too.
+    virtual bool lockStopsReaders() const = 0;
+    /// Whether a child that is forked while nothing is under way may use the database.
+    virtual bool idleChildMayConnect() const = 0;
     /// Defines a procedure or cursor by a query whose inputs are ?1, ?2 ...
     virtual void define(const std::string& name, const std::string& query) const = 0;
     /// A query that never ends.
@@ -27,5 +31,7 @@ class HubEngine {
 using MakeHubEngine = std::unique_ptr<HubEngine> (*)();
 
 std::unique_ptr<HubEngine> makeSqliteHub();
+/// With a write-ahead log, where readers and writers do not wait for each other.
+std::unique_ptr<HubEngine> makeSqliteWalHub();
 
 } // namespace support

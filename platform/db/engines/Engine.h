@@ -41,8 +41,8 @@ class Statement {
     virtual int next() = 0;
     /// Copies the current row. 0, or kDbBadValue with the row filled in part.
     virtual int read(const RowTarget& target) = 0;
-    /// Appends the current row's first column as text.
-    virtual int readText(std::string& text) = 0;
+    /// Appends the current row's first column as text; nothing for NULL.
+    virtual void readText(std::string& text) = 0;
     /// Rows that the last execution changed.
     virtual std::int64_t affected() const = 0;
     /// Reads the rows that are left into memory, so that the statement holds no lock and no snapshot any more.
@@ -84,6 +84,8 @@ class Engine {
     virtual const char* name() const = 0;
     /// How its SQL says what the schema needs.
     virtual const Dialect& dialect() const = 0;
+    /// Whether a child that this process forks may open connections of its own. `idle`: none is in use here.
+    virtual bool forkedChildMayConnect(bool idle) const = 0;
 };
 
 } // namespace hubdb

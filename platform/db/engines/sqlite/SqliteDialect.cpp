@@ -31,7 +31,7 @@ int attachments(Connection& connection, const std::string& table, std::string& s
     const std::array values{Value::ofText(table)};
     int status = statement->execute(values);
     if (status == kDbOk)
-        status = statement->readText(script);
+        statement->readText(script);
     statement->finish();
     return status;
 }

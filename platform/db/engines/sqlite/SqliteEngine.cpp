@@ -128,7 +128,7 @@ class SqliteStatement : public Statement {
     int execute(std::span<const Value> values) override;
     int next() override;
     int read(const RowTarget& target) override;
-    int readText(std::string& text) override;
+    void readText(std::string& text) override;
     std::int64_t affected() const override { return affected_; }
     int detach() override;
     void finish() noexcept override;
@@ -276,9 +276,8 @@ int SqliteStatement::read(const RowTarget& target) {
     return detached_ ? readRow(KeptCells{kept_[keptAt_]}, target) : readRow(LiveCells{handle_.get()}, target);
 }
 
-int SqliteStatement::readText(std::string& text) {
+void SqliteStatement::readText(std::string& text) {
     text += (detached_ ? KeptCells{kept_[keptAt_]}.at(0) : LiveCells{handle_.get()}.at(0)).text();
-    return kDbOk;
 }
 
 int SqliteStatement::detach() {
@@ -323,7 +322,9 @@ bool SqliteConnection::open(EngineError& error) {
     // One thread at a time has the connection, so SQLite's own mutexes would only cost.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE |
                       (url_.createMissing ? SQLITE_OPEN_CREATE : 0);
-    const int code = sqlite3_open_v2(url_.path.c_str(), &opened, flags, nullptr);
+    // A path that looked like one of SQLite's own URIs would be read as one.
+    const std::string path = (url_.path.compare(0, 5, "file:") == 0 ? "./" : "") + url_.path;
+    const int code = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
     database_.reset(opened);
     std::string words;
     bool ready = code == SQLITE_OK;
@@ -352,9 +353,13 @@ bool walIsSafe(int version) {
            (version >= 3'044'006 && version < 3'045'000);
 }
 
+bool usesWal(const DatabaseUrl& url) {
+    return url.journal == JournalMode::kWal ||
+           (url.journal == JournalMode::kAutomatic && walIsSafe(sqlite3_libversion_number()));
+}
+
 bool SqliteConnection::setJournal(std::string& words) {
-    const bool wal = url_.journal == JournalMode::kWal ||
-                     (url_.journal == JournalMode::kAutomatic && walIsSafe(sqlite3_libversion_number()));
+    const bool wal = usesWal(url_);
     const std::string mode = wal ? "wal" : "truncate";
     std::string answer;
     const auto keepAnswer = [](void* out, int, char** values, char**) {
@@ -511,6 +516,12 @@ void WriterQueue::leave() noexcept {
 
 const Dialect& SqliteEngine::dialect() const {
     return kSqliteDialect;
+}
+
+bool SqliteEngine::forkedChildMayConnect(bool idle) const {
+    // SQLite notes the locks of a file per process; a child inherits the notes but not the locks. A write-ahead log is
+    // locked as long as a connection to it is open.
+    return idle && !usesWal(url_);
 }
 
 SqliteEngine::SqliteEngine(DatabaseUrl url) : url_(std::move(url)) {}

@@ -35,6 +35,7 @@ class SqliteEngine : public Engine {
     std::unique_ptr<Connection> open(EngineError& error) override;
     const char* name() const override { return "sqlite"; }
     const Dialect& dialect() const override;
+    bool forkedChildMayConnect(bool idle) const override;
 
   private:
     DatabaseUrl url_;

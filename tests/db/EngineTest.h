@@ -1,0 +1,103 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Db/Tbl/ZXGlobalParam.h"
+#include "db/FaultSeam.h"
+#include "db/HubDatabase.h"
+#include "support/HubEngine.h"
+#include "support/LogLines.h"
+
+/// What every engine must do, in both binding modes. To run it on one more engine, add its maker to everyEngine().
+class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEngine, bool>> {
+  protected:
+    void SetUp() override {
+        DBtable::b_newDBBase = std::get<bool>(GetParam());
+        connect();
+    }
+    void TearDown() override {
+        hubdb::faultHook = nullptr;
+        HubDatabase::disconnect();
+        DBtable::b_newDBBase = false;
+    }
+
+    void connect(const std::string& options = "") {
+        std::string error;
+        ASSERT_EQ(HubDatabase::connect(hub_->url(options), error), 0) << error;
+        HubDatabase::clearLastFailure();
+    }
+    /// Puts parameters with these names into the database, their ids 1, 2 ..., around the library.
+    void put(const std::vector<std::string>& names) {
+        for (const auto& name : names)
+            hub_->run("INSERT INTO ZXGlobalParam (name, value) VALUES ('" + name + "', '')");
+    }
+    /// The names in the database in the order of their ids, as somebody else sees them.
+    std::string names() const { return hub_->ask("SELECT name FROM ZXGlobalParam ORDER BY id"); }
+    /// The names that a reader delivers until its status is not 0, and that status.
+    static std::string readAll(ZXGlobalParam& reader) {
+        std::string seen;
+        int state = 0;
+        int status = 0;
+        while ((status = getNextRow(&reader, &state, -1, 0)) == 0)
+            (seen += reader.getDataPtr()->name) += ' ';
+        return seen + std::to_string(status);
+    }
+    static int insert(const char* name, DBtran* transaction = nullptr) {
+        ZXGlobalParam writer(transaction);
+        dbSetText(writer.getDataPtr()->name, name);
+        return writer.rowInsert(false);
+    }
+    static int find(const char* name, DBtran* transaction = nullptr) {
+        ZXGlobalParam reader(transaction);
+        reader.setWhere("name='%s'", name);
+        return getOneRow(&reader, false, -1, 0);
+    }
+
+    /// Makes the engine fail at the next `times` points of this kind, for any object or, when given, for one.
+    static void fail(hubdb::FaultPoint point, int status, int times = 1, const char* object = "") {
+        fault = {point, status, times, object};
+        hubdb::faultHook = [](hubdb::FaultPoint at, const char* of) {
+            const bool here = at == fault.point && (fault.object.empty() || fault.object == of) && fault.times-- > 0;
+            return here ? fault.status : 0;
+        };
+    }
+    /// Statements run since the last call.
+    std::uint64_t statements() {
+        const auto now = HubDatabase::statistics().statementsExecuted;
+        return now - std::exchange(statements_, now);
+    }
+    static std::uint64_t opened() { return HubDatabase::statistics().connectionsOpened; }
+    static std::uint64_t prepared() { return HubDatabase::statistics().statementsPrepared; }
+
+    std::unique_ptr<support::HubEngine> hub_ = std::get<support::MakeHubEngine>(GetParam())();
+
+  private:
+    struct Fault {
+        hubdb::FaultPoint point;
+        int status;
+        int times;
+        std::string object;
+    };
+    inline static Fault fault;
+    std::uint64_t statements_ = 0;
+};
+
+inline auto everyEngine() {
+    return ::testing::Values(&support::makeSqliteHub, &support::makeSqliteWalHub);
+}
+template <class Parameter> std::string engineName(const Parameter& test) {
+    const bool wal = std::get<support::MakeHubEngine>(test.param) == &support::makeSqliteWalHub;
+    return std::string(wal ? "SqliteWal" : "Sqlite") + (std::get<bool>(test.param) ? "Typed" : "Printf");
+}
+
+/// Defines a suite of engine tests and runs it on every engine in the given binding modes.
+#define ENGINE_TEST(Suite, modes)                                                                                      \
+    class Suite : public EngineTest {};                                                                                \
+    INSTANTIATE_TEST_SUITE_P(Engines, Suite, ::testing::Combine(everyEngine(), modes),                                 \
+                             [](const auto& test) { return engineName(test); })
