@@ -94,19 +94,10 @@ int BulkInsert::begin(const DatabaseUrl& url, std::string& error) {
         error = failure.words;
         return failure.status;
     }
-    int status = kDbOk;
-    const int version = readSchemaVersion(*state->connection, status);
-    if (version == 0 && (status == kDbOk || status == kDbBadStatement)) {
-        error = url.path + ": is not a hub database";
-        return kDbNotADatabase;
-    }
-    if (version != 0 && version != kSchemaVersion) {
-        error = url.path + ": is a hub database of version " + std::to_string(version) + ", not " +
-                std::to_string(kSchemaVersion);
-        return kDbNotADatabase;
-    }
-    if (status == kDbOk)
-        status = state->connection->begin(TransactionKind::kWrite);
+    int status = requireVersion(*state->connection, url.path, error);
+    if (status != kDbOk)
+        return status;
+    status = state->connection->begin(TransactionKind::kWrite);
     if (status != kDbOk) {
         error = url.path + ": " + state->connection->error().words;
         return status;

@@ -13,6 +13,8 @@ namespace {
 struct Process {
     std::mutex mutex;
     std::shared_ptr<Database> database;
+    std::mutex aliveMutex;
+    std::vector<Database*> alive; ///< also those that were replaced and are still in use
     Database::Factory reopen;
     bool forked = false;             ///< `database` is to be made anew by `reopen`
     std::atomic<bool> barred{false}; ///< this process is a child that must not connect
@@ -39,17 +41,25 @@ ThreadState& threadState() {
 
 /// In a forked child every connection and lock belongs to the parent: forget them without touching them.
 void watchForks() {
-    static const int registered = pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); },
-                                                 [] {
-                                                     Process& self = process();
-                                                     ++self.forks;
-                                                     ++self.generation;
-                                                     self.forked = self.database != nullptr;
-                                                     if (self.forked && !self.database->forkedChildMayConnect())
-                                                         self.barred = true;
-                                                     new std::shared_ptr<Database>(std::move(self.database));
-                                                     self.mutex.unlock();
-                                                 });
+    static const int registered = pthread_atfork(
+        [] {
+            process().mutex.lock();
+            process().aliveMutex.lock();
+        },
+        [] {
+            process().aliveMutex.unlock();
+            process().mutex.unlock();
+        },
+        [] {
+            Process& self = process();
+            ++self.forks;
+            ++self.generation;
+            self.barred = self.barred || !Database::forkedChildMayConnect();
+            self.forked = self.forked || self.database != nullptr;
+            new std::shared_ptr<Database>(std::move(self.database));
+            self.aliveMutex.unlock();
+            self.mutex.unlock();
+        });
     (void)registered;
 }
 
@@ -121,20 +131,32 @@ void Lease::release() noexcept {
 }
 
 Database::Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit)
-    : engine_(std::move(engine)), poolLimit_(poolLimit), slots_(poolSize), forkGeneration_(process().forks) {}
+    : engine_(std::move(engine)), poolLimit_(poolLimit), slots_(poolSize), forkGeneration_(process().forks) {
+    const std::lock_guard lock(process().aliveMutex);
+    process().alive.push_back(this);
+}
 
 Database::~Database() {
-    if (forkGeneration_ == process().forks.load(std::memory_order_relaxed))
+    if (forkGeneration_ == process().forks.load(std::memory_order_relaxed)) {
+        const std::lock_guard lock(process().aliveMutex);
+        std::erase(process().alive, this);
         return;
+    }
     // The parent's connections: closing them here would roll back, on its files, what the parent has under way.
     for (auto& slot : slots_)
         (void)slot.session.release();
     (void)engine_.release();
 }
 
-bool Database::forkedChildMayConnect() const {
-    const bool idle = std::none_of(slots_.begin(), slots_.end(), [](const Slot& slot) { return slot.busy.load(); });
-    return engine_->forkedChildMayConnect(idle);
+bool Database::forkedChildMayConnect() {
+    auto& alive = process().alive;
+    const bool may = std::all_of(alive.begin(), alive.end(), [](const Database* database) {
+        const auto& slots = database->slots_;
+        const bool idle = std::none_of(slots.begin(), slots.end(), [](const Slot& slot) { return slot.busy.load(); });
+        return database->engine_->forkedChildMayConnect(idle);
+    });
+    alive.clear(); // they are the parent's
+    return may;
 }
 
 bool Database::mayConnect(EngineError& error) {

@@ -137,7 +137,7 @@ class Database : public std::enable_shared_from_this<Database> {
     static void install(std::shared_ptr<Database> database, Factory reopen);
     /// False in a child that was forked when its engine forbade it to connect: `error` tells.
     static bool mayConnect(EngineError& error);
-    bool forkedChildMayConnect() const;
+    static bool forkedChildMayConnect();
 
     /// A connection of its own for the caller, `preferred` first. Without one: `error` tells why.
     Lease lease(std::size_t preferred, EngineError& error);

@@ -33,6 +33,10 @@ bool isNameCharacter(char c) {
 } // namespace
 
 std::shared_ptr<const Form> Form::of(const char* text) {
+    if (text == nullptr) {
+        static const auto kNone = std::make_shared<const Form>("%"); // refused like any text that is no form
+        return kNone;
+    }
     // A literal's address is a good first guess; the text decides.
     struct Guess {
         const char* address = nullptr;

@@ -28,6 +28,10 @@ struct Value {
 /// every point read needs.
 class ValueList {
   public:
+    ValueList() = default;
+    ValueList(const ValueList&) = delete; // the values point into it
+    ValueList& operator=(const ValueList&) = delete;
+
     void clear() {
         count_ = 0;
         textUsed_ = 0;

@@ -74,7 +74,7 @@ void DBtable::joinTransaction() noexcept {
 }
 
 void DBtable::loseTransaction() noexcept {
-    endRead();
+    cutRead();
     transaction_ = nullptr;
     transactionGone_ = true;
 }
@@ -97,6 +97,10 @@ void DBtable::setWhere(const char* format, ...) {
     valuesRefusal_ = {};
     position_ = Position::kFiltered;
     where_ = Form::of(format);
+    if (where_->sql().find_first_not_of(' ') == std::string::npos && where_->error().empty()) {
+        refuse(valuesRefusal_, kDbBadStatement, "the filter is empty: without setWhere every row is read");
+        return;
+    }
     if (!where_->error().empty()) {
         refuse(valuesRefusal_, kDbBadStatement, "filter \"" + where_->text() + "\": " + where_->error());
         return;
@@ -152,13 +156,14 @@ void DBtable::ClearBoundInputs() {
 }
 
 void DBtable::BindInput(const OVDBDataTypeBase* typed) {
-    const Value value = valueOf(*typed);
+    const Value value = typed == nullptr ? Value::null() : valueOf(*typed);
     if (value.type == Value::Type::kInt32 || value.type == Value::Type::kInt64)
         values_.add(value);
     else if (value.type == Value::Type::kText && hubdb::isWholeText(value.text))
         values_.addText(value.text);
     else
-        refuse(valuesRefusal_, kDbBadText, "an input is not whole UTF-8");
+        refuse(valuesRefusal_, kDbBadText,
+               value.type == Value::Type::kNull ? "an input is NULL" : "an input is not whole UTF-8");
 }
 
 int DBtable::refuse(Refusal& refusal, int status, const std::string& words) {
@@ -178,6 +183,9 @@ int DBtable::fail(int status, const std::string& words) {
     lastStatus_ = status;
     lastWords_ = words.empty() ? dbStatusText(status) : words;
     hubdb::lastFailure() = {status, lastWords_};
+    // Whatever failed, what its caller meant to do is not whole any more.
+    if (transaction_ != nullptr)
+        transaction_->statementFailed();
     return status;
 }
 
@@ -307,8 +315,6 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
         status = error.status;
         if (status == kDbConnectionLost)
             session.condemn();
-        if (transaction_ != nullptr)
-            transaction_->statementFailed();
         leave();
         // A read whose connection died before its first row is safe to run again; a write never is.
         if (status != kDbConnectionLost || again || !reads || transaction_ != nullptr) {
@@ -320,7 +326,7 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
 
 // ---- reading
 
-void DBtable::rememberKey() {
+void DBtable::takeRow() {
     std::size_t index = 0;
     for (const auto* key : declaration_.keys) {
         if (key == nullptr)
@@ -334,26 +340,28 @@ void DBtable::rememberKey() {
         }
     }
     position_ = Position::kOnRow;
+    if (auto* typed = typedRow())
+        fillTypedRow(*typed);
 }
 
 int DBtable::deliverRow() {
-    const int status = reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
-    if (status != kDbOk) {
+    const OVDBColumn* const misfit =
+        reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
+    if (misfit != nullptr) {
         position_ = Position::kPastRows;
         clearRow();
         endRead();
-        return fail(status, std::string("a row of ") + declaration_.object +
-                                " holds a number outside its column's range, or a value of another type");
+        return fail(kDbBadValue, std::string(declaration_.object) + "." + misfit->name +
+                                     ": the database holds a value that is no number or outside the column's range");
     }
     hubdb::Counters::add(currentLease().counters().rows);
-    rememberKey();
-    if (auto* typed = typedRow())
-        fillTypedRow(*typed);
+    takeRow();
     return kDbOk;
 }
 
 int DBtable::startRead(Operation operation) {
     endRead();
+    cut_ = false;
     position_ = Position::kPastRows;
     int status = refusal();
     if (status != kDbOk)
@@ -369,12 +377,19 @@ int DBtable::startRead(Operation operation) {
 
 int DBtable::nextRow() {
     if (reading_ == nullptr)
-        return kDbNoRow;
+        return cut_ ? fail(kDbTransactionFailed, "the read was cut off by the end of its transaction") : kDbNoRow;
     const int status = advance();
     return status == kDbOk ? deliverRow() : status;
 }
 
 int DBtable::advance() {
+    if (transaction_ != nullptr) {
+        EngineError error;
+        if (transaction_->usable(error) == nullptr) {
+            endRead();
+            return fail(error.status, error.words);
+        }
+    }
     hubdb::Lease& lease = currentLease();
     int status = kDbConnectionLost;
     const bool ours = lease.usable();
@@ -398,8 +413,6 @@ int DBtable::advance() {
         if (status == kDbConnectionLost)
             lease.session().condemn();
     }
-    if (transaction_ != nullptr)
-        transaction_->statementFailed();
     endRead();
     return fail(status, words);
 }
@@ -418,6 +431,11 @@ void DBtable::endRead() noexcept {
             break;
         }
     }
+}
+
+void DBtable::cutRead() noexcept {
+    cut_ = cut_ || reading_ != nullptr;
+    endRead();
 }
 
 void DBtable::joinThreadReaders() {
@@ -561,16 +579,16 @@ int DBtable::rowInsert(bool readSerial) {
         return status;
     const auto* serial = declaration_.serial();
     short indicator = 0;
+    const OVDBColumn* misfit = nullptr;
     if (serial != nullptr && readSerial && status == kDbOk)
-        status = inserted->statement->read({{serial, 1}, row_, &indicator, declaration_.object});
+        misfit = inserted->statement->read({{serial, 1}, row_, &indicator, declaration_.object});
     hubdb::Session::release(*inserted);
     leave();
-    if (status < 0)
-        return fail(status, "the database gave a serial number outside its column's range");
-    if (serial == nullptr || readSerial)
-        rememberKey();
-    else
-        position_ = Position::kPastRows; // nobody knows which row it is
+    if (misfit != nullptr)
+        return fail(kDbBadValue, "the database gave a serial number outside its column's range");
+    position_ = Position::kPastRows;
+    if (serial == nullptr || readSerial) // else nobody knows which row it is
+        takeRow();
     return kDbOk;
 }
 
@@ -607,6 +625,7 @@ int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<c
     const auto setView = setValues.view();
     std::vector<Value> values(setView.begin(), setView.end());
     if (oneRow) {
+        // The key as it was read: the caller may have changed it in the buffer since.
         const auto typed = makeTypedRow();
         std::size_t index = 0;
         for (auto* key : typed->getPrimaryData()) {

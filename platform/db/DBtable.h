@@ -144,13 +144,15 @@ class VSDKPLATFORM_API DBtable {
     int deliverRow();
     void joinThreadReaders();
     void endRead() noexcept;
+    void cutRead() noexcept;
     /// Lets go of the locks of this thread's open reads outside a transaction; their rows stay to be read.
     static void detachThreadReads();
     int change(Operation onFilter, Operation onRow, const std::shared_ptr<const hubdb::Form>& set,
                const hubdb::ValueList& setValues);
     /// Notes and logs a refusal. Its status.
     int refuse(Refusal& refusal, int status, const std::string& words);
-    void rememberKey();
+    /// The row in the buffer is the current one.
+    void takeRow();
     int memberValue(std::size_t index, hubdb::Value& value) const;
     void fillTypedRow(OVDBRowBase& typed) const;
     int refusal();
@@ -173,6 +175,7 @@ class VSDKPLATFORM_API DBtable {
     hubdb::ThreadSession session_;                                       ///< while reading outside a transaction
     hubdb::CachedStatement* reading_ = nullptr;                          ///< the statement whose rows are being read
     bool rowPending_ = false;                                            ///< its current row was not delivered yet
+    bool cut_ = false;              ///< the read was ended by its transaction: it has not come to its end
     DBtable* nextReader_ = nullptr; ///< this thread's other open reads outside a transaction
     int lastStatus_ = kDbOk;
     std::string lastWords_;

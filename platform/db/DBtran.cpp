@@ -112,7 +112,7 @@ int DBtran::failWithEngine(int status) {
 
 void DBtran::endReads() noexcept {
     for (auto* accessor : objects_)
-        accessor->endRead();
+        accessor->cutRead();
 }
 
 void DBtran::close() noexcept {

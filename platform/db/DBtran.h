@@ -16,8 +16,8 @@ class DBtable;
 ///
 ///     new --startTran: 0--> open --commitTran--> ended (committed, rolled back, or unknown)
 ///                            |  \--rollbackTran--> ended
-///                            +--a statement fails or the connection is lost--> failed: every further call fails until
-///                               rollbackTran; commitTran rolls back and says so
+///                            +--an accessor's call fails, whatever the reason, or the connection is lost--> failed:
+///                               every further call fails until rollbackTran; commitTran rolls back and says so
 ///
 /// No row (100) is no failure.
 class VSDKPLATFORM_API DBtran {

@@ -9,7 +9,12 @@
 
 namespace hubdb {
 
-enum class JournalMode : std::uint8_t { kAutomatic, kWal, kTruncate };
+enum class JournalMode : std::uint8_t {
+    kAutomatic,
+    kWal,
+    kTruncate,
+    kAsItIs ///< for those who only look
+};
 
 /// Where the hub database is and the limits of its use, from a URL. Every wait has a limit.
 struct DatabaseUrl {

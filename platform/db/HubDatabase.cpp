@@ -4,7 +4,6 @@
 #include "db/DatabaseUrl.h"
 #include "db/HubSchema.h"
 #include "db/engines/Engines.h"
-#include "schema/SchemaVersion.h"
 
 int HubDatabase::connect(const std::string& url, std::string& error) {
     hubdb::DatabaseUrl parsed;
@@ -25,22 +24,8 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
             error = failure.words;
             return failure.status;
         }
-        auto& connection = lease.session().connection();
-        int status = kDbOk;
-        const int version = hubdb::readSchemaVersion(connection, status);
-        if (status != kDbOk && status != kDbBadStatement) {
-            error = parsed.path + ": " + connection.error().words;
+        if (const int status = hubdb::requireVersion(lease.session().connection(), parsed.path, error); status != kDbOk)
             return status;
-        }
-        if (version != hubdb::kSchemaVersion) {
-            error =
-                parsed.path +
-                (version == 0 ? ": is not a hub database"
-                              : ": is a hub database of version " + std::to_string(version) +
-                                    ", and this library uses version " + std::to_string(hubdb::kSchemaVersion) +
-                                    (version < hubdb::kSchemaVersion ? ": run hubdb upgrade" : ": update the library"));
-            return kDbNotADatabase;
-        }
     }
     hubdb::Database::install(database, reopen);
     return kDbOk;

@@ -18,9 +18,9 @@ struct HubDatabaseStatistics {
 /// connect() once before the first use and disconnect() at the end; any thread may use the library in between, each
 /// operation on a connection of the pool that it holds only as long as it runs.
 ///
-/// Fork while no operation is under way, and the child gets connections of its own when it first uses the library. What
-/// the parent had under way fails in the child; on SQLite, where a child cannot tell its parent's locks from its own,
-/// everything fails there with kDbNotConnected, as it does with a write-ahead log.
+/// Fork while no operation is under way and no other thread is in the library, and the child gets connections of its
+/// own when it first uses it. What the parent had under way fails in the child; on SQLite, where a child cannot tell
+/// its parent's locks from its own, everything fails there with kDbNotConnected, as it does with a write-ahead log.
 ///
 ///     sqlite:PATH[?option=value&...]     a database file on this machine, made by `hubdb create`
 ///
@@ -28,8 +28,12 @@ struct HubDatabaseStatistics {
 ///     pool_ms=30000        how long an operation waits for a free one
 ///     lock_ms=10000        how long it waits for somebody else's lock
 ///     statement_ms=60000   how long one statement may run; 0: as long as it takes
-///     journal=truncate     SQLite's journal: truncate or wal; by default wal only where the engine's version keeps it
-///     safe key=PATH             the key of stored passwords; by default PATH.key
+///     journal=wal          SQLite's journal, wal or truncate; by default the safe one
+///     key=PATH             the key of stored passwords; by default PATH.key
+///
+/// A write-ahead log is safe with SQLite 3.51.3, 3.50.7 or 3.44.6 and later in their lines; older versions may lose
+/// commits with it. Connecting brings the file to the journal that the URL asks for, so all URLs of one file must
+/// agree.
 class VSDKPLATFORM_API HubDatabase {
   public:
     /// Connects, checks that there is a hub database of this version, and replaces the database that was connected

@@ -126,9 +126,10 @@ int eachRow(Connection& connection, const char* sql, const Columns& columns, con
     const RowTarget target{columns, reinterpret_cast<char*>(&row), indicators.data(), "catalogue"};
     int status = statement->execute({});
     for (; status == kDbOk; status = statement->next()) {
-        status = statement->read(target);
-        if (status != kDbOk)
+        if (statement->read(target) != nullptr) {
+            status = kDbBadValue;
             break;
+        }
         take(row);
     }
     statement->finish();
@@ -285,12 +286,15 @@ bool isEmpty(const std::string& path) {
     return stat(path.c_str(), &about) == 0 && about.st_size == 0;
 }
 
-int refuseVersion(Opened& database, int version) {
+std::string versionWords(int version) {
     if (version == 0)
-        return database.refuse(kDbNotADatabase, "is not a hub database");
-    return database.refuse(kDbNotADatabase, "is a hub database of version " + std::to_string(version) +
-                                                ", newer than this library's version " +
-                                                std::to_string(kSchemaVersion));
+        return "is not a hub database";
+    return "is a hub database of version " + std::to_string(version) + ", and this library uses version " +
+           std::to_string(kSchemaVersion) + (version < kSchemaVersion ? ": run hubdb upgrade" : ": update the library");
+}
+
+int refuseVersion(Opened& database, int version) {
+    return database.refuse(kDbNotADatabase, versionWords(version));
 }
 
 int upgradeInTransaction(Opened& database, TableList tables, int& from) {
@@ -334,6 +338,19 @@ int readSchemaVersion(Connection& connection, int& status) {
     return version;
 }
 
+int requireVersion(Connection& connection, const std::string& path, std::string& error) {
+    int status = kDbOk;
+    const int version = readSchemaVersion(connection, status);
+    if (status != kDbOk && status != kDbBadStatement) {
+        error = path + ": " + connection.error().words;
+        return status;
+    }
+    if (version == kSchemaVersion)
+        return kDbOk;
+    error = path + ": " + versionWords(version);
+    return kDbNotADatabase;
+}
+
 int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
     const bool fresh = !exists(url.path);
     url.createMissing = true;
@@ -364,7 +381,8 @@ int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
     return status;
 }
 
-int checkSchema(const DatabaseUrl& url, TableList tables, std::vector<std::string>& differences, std::string& error) {
+int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& differences, std::string& error) {
+    url.journal = JournalMode::kAsItIs;
     Opened database(url, error);
     if (!database)
         return database.status();
@@ -387,7 +405,8 @@ int upgradeSchema(const DatabaseUrl& url, TableList tables, int& from, std::stri
     return database.transact([&] { return upgradeInTransaction(database, tables, from); });
 }
 
-int examineDatabase(const DatabaseUrl& url, DatabaseFacts& facts, std::string& error) {
+int examineDatabase(DatabaseUrl url, DatabaseFacts& facts, std::string& error) {
+    url.journal = JournalMode::kAsItIs;
     Opened database(url, error);
     if (!database)
         return database.status();

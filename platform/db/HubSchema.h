@@ -24,7 +24,7 @@ VSDKPLATFORM_API int createSchema(DatabaseUrl url, TableList tables, std::string
 
 /// Every difference of the database from the declarations, one text each. Tables, columns and indexes beyond them are
 /// none.
-VSDKPLATFORM_API int checkSchema(const DatabaseUrl& url, TableList tables, std::vector<std::string>& differences,
+VSDKPLATFORM_API int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& differences,
                                  std::string& error);
 
 /// Brings an older database to this version, in one transaction; `from` is the version found. A newer one is refused,
@@ -40,11 +40,14 @@ struct DatabaseFacts {
     std::int64_t roundTripNanoseconds = 0; ///< the median of many point reads
 };
 
-VSDKPLATFORM_API int examineDatabase(const DatabaseUrl& url, DatabaseFacts& facts, std::string& error);
+VSDKPLATFORM_API int examineDatabase(DatabaseUrl url, DatabaseFacts& facts, std::string& error);
 
 class Connection;
 
 /// The schema's version, 0 when there is none or `status` is a failure.
 int readSchemaVersion(Connection& connection, int& status);
+
+/// 0 when the schema is of this library's version; else `error` names the database and the remedy.
+int requireVersion(Connection& connection, const std::string& path, std::string& error);
 
 } // namespace hubdb

@@ -244,6 +244,9 @@ TEST_P(Connections, AChildOfAnIdleParentConnectsByItselfWhereTheEngineAllowsIt) 
     connect("lock_ms=300");
     ASSERT_EQ(find("a"), 0);
     EXPECT_EQ(inChild([] { return find("b") + insert("c"); }), hub_->idleChildMayConnect() ? 0 : 2 * kDbNotConnected);
+    EXPECT_EQ(inChild([] { return inChild([] { return find("b"); }); }),
+              hub_->idleChildMayConnect() ? 0 : kDbNotConnected)
+        << "a grandchild";
     EXPECT_EQ(insert("d"), 0);
     EXPECT_EQ(names(), hub_->idleChildMayConnect() ? "a b c d" : "a b d");
 }

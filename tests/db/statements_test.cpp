@@ -130,6 +130,14 @@ TEST_P(Statements, AFormThatCannotBeCompiledFailsUntilTheNextOne) {
     EXPECT_EQ(names(), "one");
 }
 
+TEST_P(Statements, ANullFormIsRefused) {
+    const char* const none = nullptr; // which no compiler's check of formats sees
+    ZXGlobalParam row;
+    row.setWhere(none);
+    EXPECT_EQ(getOneRow(&row, false, -1, 0), kDbBadStatement);
+    EXPECT_EQ(row.rowUpdate(none), kDbBadStatement);
+}
+
 TEST_P(Statements, FormsMayHoldLiteralsAndEveryIntegerConversion) {
     put({"it''s 100% -- ? ;", "other"});
     const std::function<void(ZXGlobalParam&)> filters[] = {

@@ -59,6 +59,48 @@ TEST_P(Transactions, AFailedStatementMakesEverythingFailUntilTheRollback) {
     EXPECT_EQ(names(), "c");
 }
 
+TEST_P(Transactions, ARefusedCallFailsThemToo) {
+    put({"a"});
+    const std::vector<int (*)(ZXGlobalParam&)> refused = {
+        [](ZXGlobalParam& row) { return row.rowUpdate("value='%s'", "\xFF"); },
+        [](ZXGlobalParam& row) { return row.rowUpdate("created=%d; --", 1); },
+        [](ZXGlobalParam& row) {
+            row.setWhere("name='%s'", dbText(std::string("a\0b", 3)));
+            return getOneRow(&row, false, -1, 0);
+        },
+        [](ZXGlobalParam& row) {
+            dbSetText(row.getDataPtr()->name, std::string(200, 'x'));
+            return row.rowInsert(false);
+        }};
+    for (std::size_t i = 0; i < refused.size(); ++i) {
+        SCOPED_TRACE(i);
+        DBtran transaction;
+        ASSERT_EQ(transaction.startTran(), 0);
+        ZXGlobalParam row(&transaction);
+        row.setWhere("name='a'");
+        EXPECT_EQ(row.rowUpdate("created=1"), 0);
+        EXPECT_LT(refused[i](row), 0);
+        EXPECT_EQ(transaction.commitTran(), kDbTransactionFailed);
+    }
+    EXPECT_EQ(hub_->ask("SELECT created FROM ZXGlobalParam"), "NULL");
+}
+
+TEST_P(Transactions, AReadDoesNotSeemToEndWhenItsTransactionDoes) {
+    put({"a", "b", "c"});
+    DBtran transaction;
+    ASSERT_EQ(transaction.startTran(), 0);
+    ZXGlobalParam failed(&transaction);
+    ZXGlobalParam cut(&transaction);
+    int failedState = 0;
+    int cutState = 0;
+    ASSERT_EQ(getNextRow(&failed, &failedState, -1, 0), 0);
+    ASSERT_EQ(getNextRow(&cut, &cutState, -1, 0), 0);
+    EXPECT_EQ(ZXGlobalParam(&transaction).rowDelete(), kDbBadStatement);
+    EXPECT_EQ(getNextRow(&failed, &failedState, -1, 0), kDbTransactionFailed);
+    EXPECT_EQ(transaction.rollbackTran(), 0);
+    EXPECT_EQ(getNextRow(&cut, &cutState, -1, 0), kDbTransactionFailed);
+}
+
 TEST_P(Transactions, AReadOnlyOneTakesNoWritesAndLeavesNothingBehind) {
     ArchPipeConfig row;
     row.getDataPtr()->appNumber = 5;

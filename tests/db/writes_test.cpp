@@ -94,7 +94,9 @@ TEST_P(Writes, AFailedWriteStoresNothingAndSaysWhy) {
     ZXGlobalParam all;
     all.setWhere("id > 0");
     EXPECT_EQ(all.rowUpdate("id=%d", 9), kDbConstraint) << "the second row hits the first";
-    EXPECT_EQ(all.rowUpdate("name='%s'", std::string(129, 'x').c_str()), kDbConstraint) << "wider than its column";
+    EXPECT_EQ(all.rowUpdate("name='%s'", std::string(129, 'x').c_str()), kDbBadText) << "wider than its column";
+    EXPECT_EQ(all.rowUpdate("created='%s'", "no number"), kDbBadValue);
+    EXPECT_EQ(all.rowUpdate("id=%lld", 1LL << 40), kDbBadValue);
     EXPECT_EQ(all.rowUpdate("noSuchColumn=%d", 9), kDbBadStatement);
     EXPECT_EQ(names(), "a b");
     EXPECT_EQ(hub_->ask("SELECT id FROM ZXGlobalParam"), "1 2");

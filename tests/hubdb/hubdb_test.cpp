@@ -3,12 +3,15 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Db/Tbl/HubTables.h"
@@ -18,6 +21,7 @@
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 /// Empty where there is no file.
@@ -131,6 +135,57 @@ TEST_F(Hubdb, CreateNeverOverwritesAndLeavesNothingBehind) {
     EXPECT_EQ(contents(path_ + ".key"), key) << "a key that is there is kept";
 }
 
+TEST_F(Hubdb, OfManyThatCreateOneDatabaseOneMakesItAndItsKey) {
+    constexpr int kProcesses = 6;
+    for (const bool alreadyThere : {false, true}) {
+        std::filesystem::remove(path_);
+        std::filesystem::remove(path_ + ".key");
+        // An empty file that is locked lets them all begin before the first of them can go on.
+        sqlite3* holder = nullptr;
+        if (alreadyThere) {
+            write("hub.db", "");
+            sqlite3_open(path_.c_str(), &holder);
+            sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+        }
+        std::vector<std::future<support::ProcessResult>> running;
+        for (int i = 0; i < kProcesses; ++i)
+            running.push_back(std::async(std::launch::async, [this] { return run({"create", url_}); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(alreadyThere ? 300 : 0));
+        sqlite3_close(holder);
+
+        int made = 0;
+        for (auto& one : running) {
+            const auto result = one.get();
+            made += result.exitCode == 0 ? 1 : 0;
+            EXPECT_EQ(result.out, result.exitCode == 0 ? "created " + path_ + " and its key " + path_ + ".key\n" : "");
+            EXPECT_THAT(result.err, HasSubstr(result.exitCode == 0 ? "" : "holds tables already"));
+        }
+        EXPECT_EQ(made, 1);
+        EXPECT_EQ(run({"check", url_}).exitCode, 0);
+        EXPECT_EQ(contents(path_ + ".key").size(), 65U);
+    }
+}
+
+TEST_F(Hubdb, DatabasesMadeAtOnceShareOneWholeKey) {
+    const std::string key = directory_.file("shared.key");
+    const auto create = [&](int i) {
+        return run({"create", "sqlite:" + directory_.file(std::to_string(i) + ".db") + "?key=" + key});
+    };
+    std::vector<std::future<support::ProcessResult>> running;
+    for (int i = 0; i < 6; ++i)
+        running.push_back(std::async(std::launch::async, create, i));
+    int keysMade = 0;
+    for (auto& one : running) {
+        const auto result = one.get();
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        keysMade += result.out.find(" and its key ") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(keysMade, 1);
+    EXPECT_EQ(contents(key).size(), 65U);
+    for (const auto& file : std::filesystem::directory_iterator(directory_.path()))
+        EXPECT_THAT(file.path().filename(), Not(StartsWith("shared.key."))) << "a draft is left";
+}
+
 TEST_F(Hubdb, TheSchemaHoldsRowsToTheirDeclaration) {
     create();
     query("INSERT INTO UMVSDKSessions (userName) VALUES ('a'), ('b'); INSERT INTO MMHost (ClientId) VALUES (7);");
@@ -167,14 +222,16 @@ TEST_F(Hubdb, CheckNamesEveryDifferenceAndIgnoresWhatIsBeyondTheSchema) {
              Case{"DROP TABLE SMVolume;", "SMVolume: the table is missing\n"},
              Case{"ALTER TABLE JMJobStats DROP COLUMN subOpType;", "JMJobStats.subOpType: the column is missing\n"},
              Case{"DROP TABLE UMJobVisibility; CREATE TABLE UMJobVisibility (userId TEXT, clientId INTEGER NOT NULL "
-                  "CHECK (clientId BETWEEN -2147483648 AND 2147483647), PRIMARY KEY (userId));",
+                  "CONSTRAINT clientId_range CHECK (clientId BETWEEN -2147483648 AND 2147483647), PRIMARY KEY "
+                  "(userId));",
                   "UMJobVisibility.userId: the column is of type TEXT, not INTEGER\n"
                   "UMJobVisibility: the table has not the PRIMARY KEY (userId, clientId)\n"
                   "UMJobVisibility: the table does not end with \") STRICT\"\n"},
              Case{"DROP TABLE APP_iDAType; CREATE TABLE APP_iDAType (\n    type INTEGER NOT NULL "
-                  "CHECK (type BETWEEN -2147483648 AND 2147483647),\n    name TEXT,\n    PRIMARY KEY (type)\n) STRICT;",
+                  "CONSTRAINT type_range CHECK (type BETWEEN -2147483648 AND 2147483647),\n    name TEXT,\n    PRIMARY "
+                  "KEY (type)\n) STRICT;",
                   "APP_iDAType.name: the column is not defined as \"name TEXT NOT NULL DEFAULT '' "
-                  "CHECK (length(CAST(name AS BLOB)) <= 256)\"\n"},
+                  "CONSTRAINT name_width CHECK (length(CAST(name AS BLOB)) <= 256)\"\n"},
              Case{"DROP INDEX UMVSDKSessions_GUID; CREATE INDEX UMVSDKSessions_GUID ON UMVSDKSessions (GUID);",
                   "UMVSDKSessions: the unique index on (GUID) is missing\n"},
              Case{"DROP INDEX APP_IDAName_clientId_appTypeId;",
@@ -193,15 +250,17 @@ TEST_F(Hubdb, CheckNamesEveryDifferenceAndIgnoresWhatIsBeyondTheSchema) {
 
 TEST_F(Hubdb, DoctorTellsWhatIsWrong) {
     create();
-    EXPECT_EQ(run({"doctor", url_}).exitCode, 0);
-    chmod(path_.c_str(), 0622);
+    const auto healthy = run({"doctor", url_});
+    EXPECT_EQ(healthy.exitCode, 0);
+    EXPECT_THAT(healthy.out, Not(HasSubstr("warn")));
+    chmod(path_.c_str(), 0604);
     chmod((path_ + ".key").c_str(), 0640);
     query("DROP TABLE SMVolume");
     const auto result = run({"doctor", "--db", url_});
     EXPECT_EQ(result.exitCode, 1);
     for (const char* line : {"ok    engine        SQLite 3.", "ok    integrity     ok\n", "warn  database file ",
-                             "mode 0622: others may write it\n", "warn  password key  ", "mode 0640, should be 0600\n",
-                             "fail  schema        SMVolume: the table is missing\n"})
+                             "mode 0604: others have access, and it holds login tokens\n", "warn  password key  ",
+                             "mode 0640, should be 0600\n", "fail  schema        SMVolume: the table is missing\n"})
         EXPECT_THAT(result.out, HasSubstr(line));
 
     std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
@@ -263,7 +322,8 @@ TEST_F(Hubdb, UpgradeChangesNothingWhenItCannotKeepEverything) {
              Case{"INSERT INTO ArchPipeConfig VALUES (1, 'two', 3, 4)", "the table ArchPipeConfig cannot be rebuilt"},
              Case{"INSERT INTO UMUsers (login) VALUES ('same'), ('same')",
                   "UMUsers: the index on (login) cannot be made"},
-             Case{"INSERT INTO HubSchema VALUES (3, 0)", "is a hub database of version 3, newer than"},
+             Case{"INSERT INTO HubSchema VALUES (3, 0)",
+                  "is a hub database of version 3, and this library uses version 2: update the library"},
              Case{"DELETE FROM HubSchema", "is not a hub database"},
              Case{"DROP TABLE UMVSDKSessions", "the data of version 1 cannot be upgraded"},
          }) {
@@ -392,6 +452,11 @@ TEST_F(Hubdb, NoCommandWorksOnWhatIsNoHubDatabase) {
     }
     fails({"load", url_, directory_.file("none")}, 3, "No such file or directory");
     fails({"load", url_, directory_.path()}, 1, "is a directory");
+
+    const std::string older = directory_.file("older.db");
+    query(older, contents(VSDK_SOURCE_DIR "/tests/data/schema-v1.sql"));
+    fails({"load", "sqlite:" + older, estate}, 1, "run hubdb upgrade");
+    fails({"generate", "sqlite:" + older, "--clients", "1"}, 1, "run hubdb upgrade");
 
     sqlite3* holder = nullptr;
     sqlite3_open(path_.c_str(), &holder);

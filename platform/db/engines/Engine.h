@@ -39,8 +39,8 @@ class Statement {
     virtual int execute(std::span<const Value> values) = 0;
     /// Moves to the next row.
     virtual int next() = 0;
-    /// Copies the current row. 0, or kDbBadValue with the row filled in part.
-    virtual int read(const RowTarget& target) = 0;
+    /// Copies the current row. Null, or the column whose value does not fit it, the row then filled in part.
+    virtual const OVDBColumn* read(const RowTarget& target) = 0;
     /// Appends the current row's first column as text; nothing for NULL.
     virtual void readText(std::string& text) = 0;
     /// Rows that the last execution changed.

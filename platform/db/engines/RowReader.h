@@ -42,8 +42,8 @@ template <class Integer> void storeInteger(char* member, Integer value) {
 }
 
 /// Copies the current row of a statement: the one loop for every table and engine. `Cells` gives for a column's index
-/// a cell with kind(), integer() and text(), whose text has no data for NULL.
-template <class Cells> int readRow(const Cells& cells, const RowTarget& target) {
+/// a cell with kind(), integer() and text(), whose text has no data for NULL. Null, or the column that does not fit.
+template <class Cells> const OVDBColumn* readRow(const Cells& cells, const RowTarget& target) {
     char* const row = target.row;
     short* indicator = target.indicators;
     int index = 0;
@@ -59,13 +59,13 @@ template <class Cells> int readRow(const Cells& cells, const RowTarget& target) 
             else if (kind == CellKind::kNull)
                 indicator[-1] = -1;
             else
-                return kDbBadValue;
+                return &column;
             if (column.kind != OVDBColumnKind::kInt)
                 storeInteger(member, value);
             else if (const auto narrow = static_cast<std::int32_t>(value); narrow == value) [[likely]]
                 storeInteger(member, narrow);
             else
-                return kDbBadValue;
+                return &column;
             continue;
         }
         const std::string_view text = cell.text();
@@ -78,7 +78,7 @@ template <class Cells> int readRow(const Cells& cells, const RowTarget& target) 
             owned.isNull = text.data() == nullptr;
         }
     }
-    return kDbOk;
+    return nullptr;
 }
 
 } // namespace hubdb

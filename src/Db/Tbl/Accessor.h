@@ -43,6 +43,8 @@ template <class Descriptor> class RowAccessor : public DBtable {
     /// The current row: valid after a successful read, overwritten by the next, gone with the accessor.
     Row* getDataPtr() { return &row_; }
     const Row* getDataPtr() const { return &row_; }
+    /// In the newer binding mode the typed values of the current row, owned by the accessor; else null.
+    Descriptor* getTypedRow() { return typed_.get(); }
     /// The NULL indicator of a column by its index: -1 NULL, else 0.
     short getIndicator(std::size_t index) const { return indicators_[index]; }
 
@@ -117,7 +119,6 @@ template <class Descriptor, class... Inputs> class ProcedureAccessor : public Ro
         inputsBound_ = false;
         if (DBtable::b_newDBBase) {
             setCVDBValues(std::make_unique<typename ProcedureInput<Inputs>::Typed>(inputs).get()...);
-            inputsBound_ = true;
         } else if (this->valuesClauseCheck((std::size_t{3} + ... + ProcedureInput<Inputs>::textLength(inputs)))) {
             this->CallDBsprintfWrapper(kFormat.data(), inputs...);
         }
@@ -127,6 +128,7 @@ template <class Descriptor, class... Inputs> class ProcedureAccessor : public Ro
     void setCVDBValues(const typename ProcedureInput<Inputs>::Typed*... inputs) {
         this->ClearBoundInputs();
         (this->BindInput(inputs), ...);
+        inputsBound_ = true;
     }
 
     /// The procedure's 20 digits, empty where it has none.

@@ -15,9 +15,10 @@ std::string columnType(const OVDBColumn& column) {
 std::string columnRule(const OVDBColumn& column) {
     const std::string name = column.name;
     if (column.kind == OVDBColumnKind::kInt)
-        return "CHECK (" + name + " BETWEEN -2147483648 AND 2147483647)";
+        return "CONSTRAINT " + name + kRangeRule + " CHECK (" + name + " BETWEEN -2147483648 AND 2147483647)";
     if (column.isFixedText()) // length() alone would count characters
-        return "CHECK (length(CAST(" + name + " AS BLOB)) <= " + std::to_string(column.size - 1) + ")";
+        return "CONSTRAINT " + name + kWidthRule + " CHECK (length(CAST(" + name +
+               " AS BLOB)) <= " + std::to_string(column.size - 1) + ")";
     return "";
 }
 

@@ -32,7 +32,15 @@ using StatementHandle = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 using ValueHandle = std::unique_ptr<sqlite3_value, FreeValue>;
 
 /// SQLite's result codes in the layer's classes.
-int statusOf(int code) {
+int statusOf(int code, std::string_view words) {
+    switch (code) {
+    case SQLITE_CONSTRAINT_DATATYPE:
+        return kDbBadValue;
+    case SQLITE_CONSTRAINT_CHECK: // named after what they keep
+        return words.ends_with(kWidthRule) ? kDbBadText : words.ends_with(kRangeRule) ? kDbBadValue : kDbConstraint;
+    default:
+        break;
+    }
     switch (code & 0xFF) {
     case SQLITE_OK:
     case SQLITE_ROW:
@@ -46,6 +54,8 @@ int statusOf(int code) {
         return kDbTimedOut;
     case SQLITE_CONSTRAINT:
         return kDbConstraint;
+    case SQLITE_MISMATCH:
+        return kDbBadValue;
     case SQLITE_ERROR:
     case SQLITE_SCHEMA:
     case SQLITE_RANGE:
@@ -127,7 +137,7 @@ class SqliteStatement : public Statement {
 
     int execute(std::span<const Value> values) override;
     int next() override;
-    int read(const RowTarget& target) override;
+    const OVDBColumn* read(const RowTarget& target) override;
     void readText(std::string& text) override;
     std::int64_t affected() const override { return affected_; }
     int detach() override;
@@ -272,7 +282,7 @@ int SqliteStatement::next() {
     return isKept() ? kDbOk : afterKept_;
 }
 
-int SqliteStatement::read(const RowTarget& target) {
+const OVDBColumn* SqliteStatement::read(const RowTarget& target) {
     return detached_ ? readRow(KeptCells{kept_[keptAt_]}, target) : readRow(LiveCells{handle_.get()}, target);
 }
 
@@ -366,7 +376,7 @@ bool SqliteConnection::setJournal(std::string& words) {
         *static_cast<std::string*>(out) = values[0] == nullptr ? "" : values[0];
         return 0;
     };
-    if (sqlite3_db_readonly(database_.get(), "main") == 1)
+    if (url_.journal == JournalMode::kAsItIs || sqlite3_db_readonly(database_.get(), "main") == 1)
         return true; // nothing will be written
     const int code =
         sqlite3_exec(database_.get(), ("PRAGMA journal_mode=" + mode).c_str(), keepAnswer, &answer, nullptr);
@@ -384,7 +394,8 @@ bool SqliteConnection::setJournal(std::string& words) {
 }
 
 int SqliteConnection::fail(int code, const char* words) {
-    error_ = {statusOf(code), code, words != nullptr ? words : sqlite3_errmsg(database_.get())};
+    const char* const text = words != nullptr ? words : sqlite3_errmsg(database_.get());
+    error_ = {statusOf(code, text), code, text};
     if (error_.status == kDbTimedOut)
         error_.words = "the statement ran longer than " + std::to_string(url_.statementLimit.count()) + " ms";
     return error_.status;
@@ -408,9 +419,14 @@ int SqliteConnection::onProgress(void* self) {
 
 std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql) {
     sqlite3_stmt* statement = nullptr;
+    const char* rest = "";
     const int code = sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
-                                        SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+                                        SQLITE_PREPARE_PERSISTENT, &statement, &rest);
     StatementHandle handle(statement);
+    if (code == SQLITE_OK && std::string_view(rest).find_first_not_of(" \n") != std::string_view::npos) {
+        fail(SQLITE_MISUSE, "more than one statement");
+        return nullptr;
+    }
     if (code != SQLITE_OK || handle == nullptr) {
         fail(code == SQLITE_OK ? SQLITE_MISUSE : code);
         return nullptr;
