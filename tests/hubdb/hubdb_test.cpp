@@ -121,6 +121,7 @@ TEST_F(Hubdb, CreateNeverOverwritesAndLeavesNothingBehind) {
     const std::string fresh = directory_.file("fresh");
     for (const auto& [target, reason] :
          {std::pair{"sqlite:" + text, "file is not a database"},
+          {"sqlite:" + write("empty", "") + "?key=" + directory_.file("no/key"), "the key cannot be written"},
           {"sqlite:" + fresh + "?key=" + directory_.file("no/key"), "the key cannot be written"},
           {"sqlite:" + directory_.file("no/fresh") + "?key=" + fresh, "unable to open database file"},
           {"sqlite:" + directory_.path(), "is a directory"}})

@@ -125,7 +125,7 @@ TEST_F(Vcommand, AFailureHasAnExitCodeALineAndADocument) {
     };
     const std::string good = database.url();
     const Case cases[] = {
-        {agents, "sqlite:" + directory.file("none.db"), 1, 257, "No such file"},
+        {agents, "sqlite:" + directory.file("none.db"), 3, 257, "No such file"},
         {agents, "sqlite:" + directory.path(), 1, 257, "directory"},
         {agents, "sqlite:" + directory.file("text.db"), 1, 257, "not a database"},
         {agents, "sqlite:" + directory.file("empty.db"), 1, 257, "not a hub database"},

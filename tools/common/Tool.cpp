@@ -5,6 +5,7 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -69,11 +70,12 @@ const char* version() {
     return VSDK_VERSION;
 }
 
-void logToStandardError(int level) {
-    if (level <= 0) {
+void logToStandardError(int verbosity) {
+    if (verbosity <= 0) {
         setEvLogSink({}, 0);
         return;
     }
+    constexpr std::array kLevels{kEvLogInformation, kEvLogDetail, kEvLogMessages};
     const auto logger = std::make_shared<spdlog::logger>("", std::make_shared<spdlog::sinks::stderr_color_sink_mt>());
     logger->set_pattern("%H:%M:%S.%e %^%l%$ %v");
     logger->set_level(spdlog::level::trace);
@@ -81,7 +83,7 @@ void logToStandardError(int level) {
         [logger](const EvLogLine& line) {
             logger->log(spdlogLevel(line.level), "{}: {}", escaped(line.tag), escaped(line.text));
         },
-        level);
+        kLevels[std::min(static_cast<std::size_t>(verbosity), kLevels.size()) - 1]);
 }
 
 std::optional<std::string> databaseUrl(const std::string& given) {

@@ -11,16 +11,16 @@ enum ExitCode : int {
     kExitDone = 0,
     kExitFailed = 1,   ///< the library or the database reported a failure; stderr tells code and text
     kExitUsage = 2,    ///< the command line is wrong
-    kExitNotFound = 3, ///< the named entity or file does not exist
+    kExitNotFound = 3, ///< the named entity, database or file does not exist
     kExitRefused = 4   ///< the data given are wrong; nothing was changed
 };
 
 /// The version of the project that the tool was built from.
 const char* version();
 
-/// Sends the library's log lines of levels 1 to `level` to standard error, each on one line, escaped; 0 sends none, and
-/// is to be asked for before `main` is left.
-void logToStandardError(int level);
+/// Sends the library's log lines to standard error, each on one line, escaped; the more often --verbose was given, the
+/// more of them. 0 sends none, and is to be asked for before `main` is left.
+void logToStandardError(int verbosity);
 
 /// The database URL: `given`, else the environment's HUBDB_URL, else nothing.
 std::optional<std::string> databaseUrl(const std::string& given);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Db/Tbl/HubTables.h"
+#include "common/Database.h"
 #include "db/HubSchema.h"
 #include "hubdb/KeyFile.h"
 #include "schema/SchemaVersion.h"
@@ -17,7 +18,7 @@ namespace {
 
 void throwUnlessDone(int status, const std::string& error) {
     if (status != kDbOk)
-        throw CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")");
+        throw tools::CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")");
 }
 
 std::string permissions(mode_t mode) {
@@ -48,12 +49,12 @@ class Report {
 using Finding = Report::Finding;
 
 void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
-    constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+    constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
     struct stat about {};
     if (stat(url.path.c_str(), &about) == 0)
-        report.add((about.st_mode & kOthersWrite) == 0 ? Finding::kOk : Finding::kWarn, "database file",
+        report.add((about.st_mode & kOthers) == 0 ? Finding::kOk : Finding::kWarn, "database file",
                    url.path + ", mode " + permissions(about.st_mode) +
-                       ((about.st_mode & kOthersWrite) == 0 ? "" : ": others may write it"));
+                       ((about.st_mode & kOthers) == 0 ? "" : ": others have access, and it holds login tokens"));
     if (stat(url.keyPath.c_str(), &about) != 0)
         report.add(Finding::kWarn, "password key",
                    url.keyPath + ": " + std::strerror(errno) + ": stored passwords cannot be used");
@@ -74,29 +75,35 @@ void lookAtSchema(const hubdb::DatabaseUrl& url, Report& report) {
         report.add(Finding::kOk, "schema", "version " + std::to_string(hubdb::kSchemaVersion) + ", as declared");
 }
 
-} // namespace
-
-void requireDatabase(const hubdb::DatabaseUrl& url) {
-    struct stat about {};
-    if (stat(url.path.c_str(), &about) != 0)
-        throw CommandError(errno == ENOENT ? tools::kExitNotFound : tools::kExitFailed,
-                           url.path + ": " + std::strerror(errno));
+/// A database that nobody else has had the time to use.
+void removeDatabase(const std::string& path) {
+    for (const char* file : {"", "-journal", "-wal", "-shm"})
+        unlink((path + file).c_str());
 }
+
+} // namespace
 
 Answer createDatabase(const hubdb::DatabaseUrl& url) {
     umask(S_IRWXG | S_IRWXO); // the database holds login tokens
-    const bool newKey = makeKeyFile(url.keyPath);
+    struct stat about {};
+    const bool nothingThere = lstat(url.path.c_str(), &about) != 0 || (S_ISREG(about.st_mode) && about.st_size == 0);
+    // Of several that create the database at once, one gets past this, and only that one may take back what it made.
     std::string error;
-    const int status = hubdb::createSchema(url, kHubTables, error);
-    if (status != kDbOk && newKey)
-        unlink(url.keyPath.c_str());
-    throwUnlessDone(status, error);
+    throwUnlessDone(hubdb::createSchema(url, kHubTables, error), error);
+    bool newKey = false;
+    try {
+        newKey = makeKeyFile(url.keyPath);
+    } catch (const tools::CommandError&) {
+        if (nothingThere)
+            removeDatabase(url.path);
+        throw;
+    }
     return {"created " + tools::escaped(url.path) + (newKey ? " and its key " : ", with the key that was there, ") +
             tools::escaped(url.keyPath) + "\n"};
 }
 
 Answer checkDatabase(const hubdb::DatabaseUrl& url) {
-    requireDatabase(url);
+    tools::requireDatabase(url);
     std::vector<std::string> differences;
     std::string error;
     throwUnlessDone(hubdb::checkSchema(url, kHubTables, differences, error), error);
@@ -109,7 +116,7 @@ Answer checkDatabase(const hubdb::DatabaseUrl& url) {
 }
 
 Answer upgradeDatabase(hubdb::DatabaseUrl url) {
-    requireDatabase(url);
+    tools::requireDatabase(url);
     url.statementLimit = {}; // a table that is rebuilt takes as long as it takes
     int from = 0;
     std::string error;
@@ -120,7 +127,7 @@ Answer upgradeDatabase(hubdb::DatabaseUrl url) {
 }
 
 Answer doctorDatabase(hubdb::DatabaseUrl url) {
-    requireDatabase(url);
+    tools::requireDatabase(url);
     url.statementLimit = {}; // nor does the integrity check hurry
     Report report;
     hubdb::DatabaseFacts facts;

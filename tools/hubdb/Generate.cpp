@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Db/Tbl/HubTables.h"
+#include "common/Database.h"
 #include "db/BulkInsert.h"
 #include "db/DBText.h"
 #include "hubdb/Progress.h"
@@ -202,10 +203,10 @@ void Estate::insertRow(const OVDBRowDeclaration& table, const char* row,
         values_.push_back(std::ranges::count(nulls, column.name) != 0 ? hubdb::Value::null() : valueOf(column, row));
     hubdb::BulkError error;
     if (insert_.insert(table, values_, error) != kDbOk)
-        throw CommandError(tools::kExitFailed,
-                           std::string(table.object) + ": " + error.words + " (database status " +
-                               std::to_string(error.status) + ")" +
-                               (error.status == kDbConstraint ? ": only an empty database can be filled" : ""));
+        throw tools::CommandError(tools::kExitFailed,
+                                  std::string(table.object) + ": " + error.words + " (database status " +
+                                      std::to_string(error.status) + ")" +
+                                      (error.status == kDbConstraint ? ": only an empty database can be filled" : ""));
     ++rows_;
 }
 
@@ -629,13 +630,13 @@ std::uint64_t Estate::fill() {
 } // namespace
 
 Answer generateEstate(const hubdb::DatabaseUrl& url, const EstateSize& size) {
-    requireDatabase(url);
+    tools::requireDatabase(url);
     hubdb::BulkInsert insert;
     std::string error;
     if (insert.begin(url, error) != kDbOk)
-        throw CommandError(tools::kExitFailed, error);
+        throw tools::CommandError(tools::kExitFailed, error);
     const std::uint64_t rows = Estate(insert, size).fill();
     if (insert.commit(error) != kDbOk)
-        throw CommandError(tools::kExitFailed, error);
+        throw tools::CommandError(tools::kExitFailed, error);
     return {"generated " + std::to_string(size.clients) + " clients, " + std::to_string(rows) + " rows\n"};
 }

@@ -7,9 +7,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
-#include "hubdb/Commands.h"
+#include "common/CommandError.h"
 
 namespace {
 
@@ -40,15 +41,19 @@ bool writeKey(int file) {
 } // namespace
 
 bool makeKeyFile(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (file < 0 && errno == EEXIST)
+    struct stat about {};
+    if (lstat(path.c_str(), &about) == 0)
         return false;
+    std::string draft = path + ".XXXXXX"; // made with mode 0600
+    const int file = mkostemp(draft.data(), O_CLOEXEC);
     const bool written = file >= 0 && writeKey(file);
+    const bool made = written && link(draft.c_str(), path.c_str()) == 0;
     const int reason = errno;
-    const bool closed = file >= 0 && close(file) == 0;
-    if (written && closed)
-        return true;
-    if (file >= 0)
-        unlink(path.c_str());
-    throw CommandError(tools::kExitFailed, path + ": the key cannot be written: " + std::strerror(reason));
+    if (file >= 0) {
+        close(file); // after the fsync nothing is left to fail
+        unlink(draft.c_str());
+    }
+    if (!made && (!written || reason != EEXIST))
+        throw tools::CommandError(tools::kExitFailed, path + ": the key cannot be written: " + std::strerror(reason));
+    return made;
 }

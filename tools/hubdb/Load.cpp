@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Db/Tbl/HubTables.h"
+#include "common/Database.h"
 #include "db/BulkInsert.h"
 #include "hubdb/Progress.h"
 
@@ -135,7 +136,7 @@ class EstateReader {
     }
     [[noreturn]] void refuse(const std::string& reason) const { refuseFile(place() + reason); }
     [[noreturn]] void refuseFile(const std::string& words) const {
-        throw CommandError(tools::kExitRefused, file_ + ": " + words);
+        throw tools::CommandError(tools::kExitRefused, file_ + ": " + words);
     }
 
     void enterRoot(const std::string& name) {
@@ -187,8 +188,8 @@ class EstateReader {
             column_ = static_cast<std::size_t>(error.column - table_->columns.data());
         if (error.status == kDbBadValue || error.status == kDbBadText || error.status == kDbConstraint)
             refuse(error.words);
-        throw CommandError(tools::kExitFailed, file_ + ": " + place() + error.words + " (database status " +
-                                                   std::to_string(error.status) + ")");
+        throw tools::CommandError(tools::kExitFailed, file_ + ": " + place() + error.words + " (database status " +
+                                                          std::to_string(error.status) + ")");
     }
 
     hubdb::BulkInsert& insert_;
@@ -211,33 +212,33 @@ class EstateReader {
 std::uint64_t requireFile(const std::string& file) {
     struct stat about {};
     if (stat(file.c_str(), &about) != 0)
-        throw CommandError(errno == ENOENT ? tools::kExitNotFound : tools::kExitFailed,
-                           file + ": " + std::strerror(errno));
+        throw tools::CommandError(errno == ENOENT ? tools::kExitNotFound : tools::kExitFailed,
+                                  file + ": " + std::strerror(errno));
     if (S_ISDIR(about.st_mode))
-        throw CommandError(tools::kExitFailed, file + ": is a directory");
+        throw tools::CommandError(tools::kExitFailed, file + ": is a directory");
     return static_cast<std::uint64_t>(about.st_size);
 }
 
 } // namespace
 
 Answer loadEstate(const hubdb::DatabaseUrl& url, const std::string& file) {
-    requireDatabase(url);
+    tools::requireDatabase(url);
     const std::uint64_t bytes = requireFile(file);
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
-        throw CommandError(tools::kExitFailed, file + ": " + std::strerror(errno));
+        throw tools::CommandError(tools::kExitFailed, file + ": " + std::strerror(errno));
 
     hubdb::BulkInsert insert;
     std::string error;
     if (insert.begin(url, error) != kDbOk)
-        throw CommandError(tools::kExitFailed, error);
+        throw tools::CommandError(tools::kExitFailed, error);
     EstateReader reader(insert, file, stream, bytes);
     try {
         nlohmann::json::sax_parse(stream, &reader);
     } catch (const std::ios_base::failure& failure) {
-        throw CommandError(tools::kExitFailed, file + ": cannot be read: " + failure.what());
+        throw tools::CommandError(tools::kExitFailed, file + ": cannot be read: " + failure.what());
     }
     if (insert.commit(error) != kDbOk)
-        throw CommandError(tools::kExitFailed, error);
+        throw tools::CommandError(tools::kExitFailed, error);
     return {"loaded " + std::to_string(reader.rows()) + " rows into " + std::to_string(reader.tables()) + " tables\n"};
 }

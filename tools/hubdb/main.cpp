@@ -1,13 +1,12 @@
-#include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
 #include <limits>
-#include <sstream>
 
+#include "common/CommandLine.h"
+#include "common/Database.h"
 #include "common/Tool.h"
 #include "db/HubSchema.h"
 #include "hubdb/Commands.h"
@@ -33,6 +32,13 @@ Exit codes:
   3  the database or the file does not exist
   4  the data given are wrong; nothing was changed)";
 
+/// In front of the footer of the commands that add rows.
+constexpr const char* kBulkFooter =
+    R"(All rows are one transaction. Unless the database's journal is wal, those that SQLite's page cache cannot hold lock the
+database until the end, and whoever reads it meanwhile gets "busy" after lock_ms.
+
+)";
+
 /// What a command line asks for.
 struct Request {
     std::string db;
@@ -52,15 +58,16 @@ CLI::Option* addNumber(CLI::App* command, const std::string& name, int& value, i
             [name, &value, least, most](const std::string& text) {
                 const auto number = tools::parseId(text);
                 if (!number || *number < least || *number > most)
-                    throw CommandError(tools::kExitUsage, name + ": \"" + text + "\" is not a whole number from " +
-                                                              std::to_string(least) + " to " + std::to_string(most));
+                    throw tools::CommandError(tools::kExitUsage,
+                                              name + ": \"" + text + "\" is not a whole number from " +
+                                                  std::to_string(least) + " to " + std::to_string(most));
                 value = *number;
             },
             what)
         ->type_name("NUMBER");
 }
 
-/// Reads the command line. Throws a CommandError; a text is the whole answer to --help or --version.
+/// Reads the command line. Throws a tools::CommandError; a text is the whole answer to --help or --version.
 std::string parse(int argc, char** argv, Request& request) {
     CLI::App app("Makes, checks, upgrades, fills and inspects a hub database.", "hubdb");
     app.set_version_flag("--version", std::string("hubdb ") + tools::version());
@@ -68,7 +75,7 @@ std::string parse(int argc, char** argv, Request& request) {
     app.fallthrough();
     app.require_subcommand(0, 1); // that there is one is asked below, in clearer words
     app.add_option("--db", request.db, "The hub database");
-    app.add_flag("-v,--verbose", request.verbosity, "Log to standard error; more of them log more");
+    app.add_flag("-v,--verbose", request.verbosity, "Log to standard error; -vv and -vvv log more");
 
     const auto addCommand = [&](const char* name, const char* what) {
         CLI::App* const command = app.add_subcommand(name, what);
@@ -86,11 +93,13 @@ std::string parse(int argc, char** argv, Request& request) {
     });
     CLI::App* const load = addCommand("load", "Add the rows of an estate, all or none (docs/estate.md)");
     load->add_option("FILE", request.file, "The estate, in JSON")->type_name("");
+    load->footer(std::string(kBulkFooter) + kFooter);
     load->callback([&] {
         request.takesFile = true;
         request.command = [&](const hubdb::DatabaseUrl& url) { return loadEstate(url, request.file); };
     });
     CLI::App* const generate = addCommand("generate", "Fill an empty hub database with a believable estate");
+    generate->footer(std::string(kBulkFooter) + kFooter);
     constexpr int kMost = 10'000'000;
     addNumber(generate, "--clients", request.size.clients, 1, kMost, "Clients beside the hub server")->required();
     addNumber(generate, "--seed", request.size.seed, 0, std::numeric_limits<int>::max(),
@@ -103,39 +112,23 @@ std::string parse(int argc, char** argv, Request& request) {
         [&] { request.command = [&](const hubdb::DatabaseUrl& url) { return generateEstate(url, request.size); }; });
     addCommand("doctor", "Look for what may be wrong")->callback([&] { request.command = doctorDatabase; });
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& done) { // help or version
-        std::ostringstream text;
-        app.exit(done, text, text);
-        return text.str();
-    } catch (const CLI::ExtrasError& extra) {
-        // A URL in the wrong place may hold a password.
-        const bool secret = std::strstr(extra.what(), "://") != nullptr;
-        throw CommandError(tools::kExitUsage, secret ? "an argument is not expected" : extra.what());
-    } catch (const CLI::ParseError& wrong) {
-        throw CommandError(tools::kExitUsage, wrong.what());
-    }
-    if (!request.command)
-        throw CommandError(tools::kExitUsage, "the command is missing: see hubdb --help");
-    return "";
+    std::string information = tools::parseCommandLine(app, argc, argv);
+    if (information.empty() && !request.command)
+        throw tools::CommandError(tools::kExitUsage, "the command is missing: see hubdb --help");
+    return information;
 }
 
 hubdb::DatabaseUrl databaseOf(Request& request) {
     if (request.takesFile && request.file.empty())
         request.file.swap(request.url);
     if (request.takesFile && request.file.empty())
-        throw CommandError(tools::kExitUsage, "the file is missing");
+        throw tools::CommandError(tools::kExitUsage, "the file is missing");
     if (!request.url.empty() && !request.db.empty())
-        throw CommandError(tools::kExitUsage, "the database is given twice");
+        throw tools::CommandError(tools::kExitUsage, "the database is given twice");
     const auto url = tools::databaseUrl(request.url.empty() ? request.db : request.url);
     if (!url)
-        throw CommandError(tools::kExitUsage, "no database: give its URL, or set HUBDB_URL");
-    hubdb::DatabaseUrl parsed;
-    std::string error;
-    if (!hubdb::DatabaseUrl::parse(*url, parsed, error))
-        throw CommandError(tools::kExitUsage, error);
-    return parsed;
+        throw tools::CommandError(tools::kExitUsage, "no database: give its URL, or set HUBDB_URL");
+    return tools::parseDatabaseUrl(*url);
 }
 
 Answer answerTo(int argc, char** argv) {
@@ -143,7 +136,7 @@ Answer answerTo(int argc, char** argv) {
     const std::string information = parse(argc, argv, request);
     if (!information.empty())
         return {information};
-    tools::logToStandardError(request.verbosity == 0 ? 0 : request.verbosity == 1 ? 3 : 10);
+    tools::logToStandardError(request.verbosity);
     return request.command(databaseOf(request));
 }
 
@@ -151,7 +144,7 @@ int run(int argc, char** argv) {
     Answer answer;
     try {
         answer = answerTo(argc, argv);
-    } catch (const CommandError& failure) {
+    } catch (const tools::CommandError& failure) {
         std::cerr << "hubdb: " << tools::escaped(failure.what()) << "\n";
         answer.exitCode = failure.exitCode;
     }

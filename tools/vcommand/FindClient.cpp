@@ -28,11 +28,12 @@ ClientName findClient(const std::string& text) {
     const bool byId = looksLikeNumber(text);
     const std::optional<int> id = tools::parseId(text);
     if (byId && !id)
-        throw CommandError(tools::kExitUsage, kInvalidArgument,
-                           "'" + text +
-                               "' is not a client id: write it without sign and leading zeros, within 32 bits");
+        throw tools::CommandError(tools::kExitUsage,
+                                  "'" + text +
+                                      "' is not a client id: write it without sign and leading zeros, within 32 bits",
+                                  tools::kInvalidArgument);
     if (text.empty())
-        throw CommandError(tools::kExitUsage, kInvalidArgument, "the client's name is empty");
+        throw tools::CommandError(tools::kExitUsage, "the client's name is empty", tools::kInvalidArgument);
 
     APP_Client clients(nullptr);
     clients.setIsolationType(4);
@@ -49,14 +50,17 @@ ClientName findClient(const std::string& text) {
         name = clients.getDataPtr()->name;
     }
     if (read == kDbBadText)
-        throw CommandError(tools::kExitUsage, kInvalidArgument, "the client's name is not valid UTF-8");
+        throw tools::CommandError(tools::kExitUsage, "the client's name is not valid UTF-8", tools::kInvalidArgument);
     if (read != kDbNoRow)
         throwDatabaseFailure(kClientFetchFailed);
     if (ids.empty())
-        throw CommandError(tools::kExitNotFound, kInvalidArgument,
-                           byId ? "there is no client with the id " + text : "there is no client named '" + text + "'");
+        throw tools::CommandError(tools::kExitNotFound,
+                                  byId ? "there is no client with the id " + text
+                                       : "there is no client named '" + text + "'",
+                                  tools::kInvalidArgument);
     if (ids.size() > 1)
-        throw CommandError(tools::kExitRefused, kInvalidArgument,
-                           "several clients are named '" + text + "': use one of the ids " + listed(ids));
+        throw tools::CommandError(tools::kExitRefused,
+                                  "several clients are named '" + text + "': use one of the ids " + listed(ids),
+                                  tools::kInvalidArgument);
     return {ids.front(), name};
 }

@@ -1,19 +1,16 @@
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
-#include <sstream>
 
+#include "common/CommandLine.h"
+#include "common/Database.h"
 #include "common/Tool.h"
 #include "common/VSDKErrors.h"
 #include "db/DBStatus.h"
 #include "db/HubDatabase.h"
-#include "log/EvLogSink.h"
 #include "vcommand/Command.h"
 #include "vcommand/ListAgentTypes.h"
 
@@ -36,7 +33,7 @@ Exit codes:
   1  the library or the database reported a failure, or the output could not be
      written
   2  the command line is wrong
-  3  the named entity does not exist
+  3  the named entity or the database does not exist
   4  the data given are wrong, such as a name that several entities have)";
 
 /// What a command line asks for.
@@ -57,7 +54,7 @@ std::string jsonText(Json document) {
     }
 }
 
-/// Reads the command line. Throws a CommandError; a text is the whole answer to --help or --version.
+/// Reads the command line. Throws a tools::CommandError; a text is the whole answer to --help or --version.
 std::string parse(int argc, char** argv, Request& request) {
     CLI::App app("Shows what the hub database knows of a backup estate.", "vcommand");
     app.set_version_flag("--version", std::string("vcommand ") + tools::version());
@@ -77,36 +74,19 @@ std::string parse(int argc, char** argv, Request& request) {
         ->required();
     agentTypes->callback([&] { request.command = [client] { return listAgentTypes(client); }; });
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& done) { // help or version
-        std::ostringstream text;
-        app.exit(done, text, text);
-        return text.str();
-    } catch (const CLI::RequiredError& missing) {
-        throw CommandError(tools::kExitUsage, kMissingArgument, missing.what());
-    } catch (const CLI::ExtrasError& extra) {
-        // A URL in the wrong place may hold a password.
-        const bool secret = std::strstr(extra.what(), "://") != nullptr;
-        throw CommandError(tools::kExitUsage, kUnsupportedOption,
-                           secret ? "an argument is not expected" : extra.what());
-    } catch (const CLI::ParseError& wrong) {
-        throw CommandError(tools::kExitUsage, kInvalidArgument, wrong.what());
-    }
-    return "";
+    return tools::parseCommandLine(app, argc, argv);
 }
 
 void connect(const std::string& db) {
     const auto url = tools::databaseUrl(db);
     if (!url)
-        throw CommandError(tools::kExitUsage, kMissingArgument, "no database: give --db or set HUBDB_URL");
+        throw tools::CommandError(tools::kExitUsage, "no database: give --db or set HUBDB_URL",
+                                  tools::kMissingArgument);
+    tools::requireDatabase(tools::parseDatabaseUrl(*url));
     std::string error;
-    const int status = HubDatabase::connect(*url, error);
-    if (status == kDbBadStatement)
-        throw CommandError(tools::kExitUsage, kInvalidArgument, error);
-    if (status != kDbOk)
-        throw CommandError(tools::kExitFailed, kNotConnected,
-                           error + " (database status " + std::to_string(status) + ")");
+    if (const int status = HubDatabase::connect(*url, error); status != kDbOk)
+        throw tools::CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")",
+                                  tools::kNotConnected);
 }
 
 /// The whole of standard output, for a command line that can be answered.
@@ -115,15 +95,14 @@ std::string answerTo(int argc, char** argv, bool json) {
     const std::string information = parse(argc, argv, request);
     if (!information.empty())
         return json ? jsonText({{"text", information}}) : information;
-    constexpr std::array kLevels{0, kEvLogInformation, kEvLogDetail, kEvLogMessages};
-    tools::logToStandardError(kLevels[static_cast<std::size_t>(std::clamp(request.verbosity, 0, 3))]);
+    tools::logToStandardError(request.verbosity);
     connect(request.db);
     const Answer answer = request.command();
     return json ? jsonText(answer.json) : answer.table.text();
 }
 
 /// Standard output for a failure, which is told on standard error.
-std::string answerTo(const CommandError& failure, bool json) {
+std::string answerTo(const tools::CommandError& failure, bool json) {
     const char* const message = GetErrorString(failure.code);
     std::cerr << "vcommand: error " << failure.code << ": " << message
               << "\nvcommand: " << tools::escaped(failure.what()) << "\n";
@@ -138,12 +117,12 @@ int run(int argc, char** argv) {
     std::string output;
     try {
         output = answerTo(argc, argv, json);
-    } catch (const CommandError& failure) {
+    } catch (const tools::CommandError& failure) {
         exitCode = failure.exitCode;
         output = answerTo(failure, json);
     } catch (const std::exception& unexpected) { // no memory, for one
         exitCode = tools::kExitFailed;
-        output = answerTo(CommandError(tools::kExitFailed, kInternalError, unexpected.what()), json);
+        output = answerTo(tools::CommandError(tools::kExitFailed, unexpected.what(), kInternalError), json);
     }
     HubDatabase::disconnect();
     tools::logToStandardError(0);

@@ -1,0 +1,27 @@
+#include "common/Database.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "common/CommandError.h"
+
+namespace tools {
+
+hubdb::DatabaseUrl parseDatabaseUrl(const std::string& url) {
+    hubdb::DatabaseUrl parsed;
+    std::string error;
+    if (!hubdb::DatabaseUrl::parse(url, parsed, error))
+        throw CommandError(kExitUsage, error, kInvalidArgument);
+    return parsed;
+}
+
+void requireDatabase(const hubdb::DatabaseUrl& url) {
+    struct stat about {};
+    if (stat(url.path.c_str(), &about) != 0)
+        throw CommandError(errno == ENOENT ? kExitNotFound : kExitFailed, url.path + ": " + std::strerror(errno),
+                           kNotConnected);
+}
+
+} // namespace tools

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "db/DatabaseUrl.h"
+
+namespace tools {
+
+/// The database that a URL names. Throws a CommandError when it is none.
+hubdb::DatabaseUrl parseDatabaseUrl(const std::string& url);
+
+/// Throws a CommandError unless the database's file is there.
+void requireDatabase(const hubdb::DatabaseUrl& url);
+
+} // namespace tools
