@@ -86,7 +86,7 @@ BulkInsert::~BulkInsert() = default;
 
 int BulkInsert::begin(const DatabaseUrl& url, std::string& error) {
     auto state = std::make_unique<State>();
-    state->path = url.path;
+    state->path = url.name;
     state->engine = makeEngine(url);
     EngineError failure;
     state->connection = state->engine->open(failure);
@@ -94,12 +94,12 @@ int BulkInsert::begin(const DatabaseUrl& url, std::string& error) {
         error = failure.words;
         return failure.status;
     }
-    int status = requireVersion(*state->connection, url.path, error);
+    int status = requireVersion(*state->connection, url.name, error);
     if (status != kDbOk)
         return status;
     status = state->connection->begin(TransactionKind::kWrite);
     if (status != kDbOk) {
-        error = url.path + ": " + state->connection->error().words;
+        error = url.name + ": " + state->connection->error().words;
         return status;
     }
     state_ = std::move(state);

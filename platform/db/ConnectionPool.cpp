@@ -56,7 +56,7 @@ void watchForks() {
             ++self.generation;
             self.barred = self.barred || !Database::forkedChildMayConnect();
             self.forked = self.forked || self.database != nullptr;
-            new std::shared_ptr<Database>(std::move(self.database));
+            new std::shared_ptr<Database>(std::move(self.database)); // for ever: its end would touch the parent's files
             self.aliveMutex.unlock();
             self.mutex.unlock();
         });

@@ -625,17 +625,23 @@ int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<c
     const auto setView = setValues.view();
     std::vector<Value> values(setView.begin(), setView.end());
     if (oneRow) {
-        // The key as it was read: the caller may have changed it in the buffer since.
-        const auto typed = makeTypedRow();
-        std::size_t index = 0;
-        for (auto* key : typed->getPrimaryData()) {
-            if (auto* number = dynamic_cast<OVDB_int*>(key))
-                number->value = static_cast<int>(key_[index++]);
-            else
-                dynamic_cast<OVDB___int64&>(*key).value = key_[index++];
-            key->setInternalNull(false);
-            values.push_back(valueOf(*key));
+        // By the key as it was read: the caller may have changed it in the buffer since.
+        std::unique_ptr<OVDBRowBase> made;
+        OVDBRowBase* typed = typedRow();
+        if (typed == nullptr) {
+            made = makeTypedRow();
+            typed = made.get();
+            std::size_t index = 0;
+            for (auto* key : typed->getPrimaryData()) {
+                key->setInternalNull(false);
+                if (auto* number = dynamic_cast<OVDB_int*>(key))
+                    number->value = static_cast<int>(key_[index++]);
+                else
+                    dynamic_cast<OVDB___int64&>(*key).value = key_[index++];
+            }
         }
+        for (const auto* key : typed->getPrimaryData())
+            values.push_back(valueOf(*key));
     } else {
         const auto filter = values_.view();
         values.insert(values.end(), filter.begin(), filter.end());

@@ -2,30 +2,25 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
+#include <map>
 #include <string>
 
 #include "PlatformExport.h"
 
 namespace hubdb {
 
-enum class JournalMode : std::uint8_t {
-    kAutomatic,
-    kWal,
-    kTruncate,
-    kAsItIs ///< for those who only look
-};
-
 /// Where the hub database is and the limits of its use, from a URL. Every wait has a limit.
 struct DatabaseUrl {
-    std::string path; ///< the SQLite file
+    std::string name;    ///< what messages call it; never a secret
+    std::string path;    ///< its file, empty where it is none
+    std::string keyPath; ///< the key of stored passwords; by default the file's name with ".key"
     std::size_t poolSize = 8;
     std::chrono::milliseconds poolLimit{30'000};      ///< waiting for a free connection
     std::chrono::milliseconds lockLimit{10'000};      ///< waiting for somebody else's lock
     std::chrono::milliseconds statementLimit{60'000}; ///< one statement; 0: none
-    JournalMode journal = JournalMode::kAutomatic;
-    std::string keyPath;        ///< the key of stored passwords; by default the file's name with ".key"
-    bool createMissing = false; ///< make the file when there is none
+    std::map<std::string, std::string> engineOptions; ///< those of the engine alone, checked by it
+    bool createMissing = false;                       ///< make the database when there is none
+    bool lookOnly = false;                            ///< change nothing about the database by opening it
 
     /// Reads "sqlite:PATH?option=value&...". False, and `error` tells why without repeating secrets.
     VSDKPLATFORM_API static bool parse(const std::string& url, DatabaseUrl& parsed, std::string& error);

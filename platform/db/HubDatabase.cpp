@@ -24,7 +24,7 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
             error = failure.words;
             return failure.status;
         }
-        if (const int status = hubdb::requireVersion(lease.session().connection(), parsed.path, error); status != kDbOk)
+        if (const int status = hubdb::requireVersion(lease.session().connection(), parsed.name, error); status != kDbOk)
             return status;
     }
     hubdb::Database::install(database, reopen);

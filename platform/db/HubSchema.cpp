@@ -1,8 +1,5 @@
 #include "db/HubSchema.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -26,7 +23,7 @@ namespace {
 /// A connection of its own, with the words of failures.
 class Opened {
   public:
-    Opened(const DatabaseUrl& url, std::string& error) : path_(url.path), error_(error), engine_(makeEngine(url)) {
+    Opened(const DatabaseUrl& url, std::string& error) : name_(url.name), error_(error), engine_(makeEngine(url)) {
         EngineError failure;
         connection_ = engine_->open(failure);
         status_ = failure.status;
@@ -42,7 +39,7 @@ class Opened {
     /// Tells a failure of the connection's last call, or of something else.
     int fail(int status, const std::string& doing) { return refuse(status, doing + ": " + connection_->error().words); }
     int refuse(int status, const std::string& words) {
-        error_ = path_ + ": " + words;
+        error_ = name_ + ": " + words;
         return status;
     }
 
@@ -75,7 +72,7 @@ class Opened {
     }
 
   private:
-    std::string path_;
+    std::string name_;
     std::string& error_;
     std::unique_ptr<Engine> engine_;
     std::unique_ptr<Connection> connection_;
@@ -276,16 +273,6 @@ int recordVersion(Opened& database, int version) {
                         "the version cannot be recorded");
 }
 
-bool exists(const std::string& path) {
-    struct stat about {};
-    return lstat(path.c_str(), &about) == 0;
-}
-
-bool isEmpty(const std::string& path) {
-    struct stat about {};
-    return stat(path.c_str(), &about) == 0 && about.st_size == 0;
-}
-
 std::string versionWords(int version) {
     if (version == 0)
         return "is not a hub database";
@@ -338,22 +325,23 @@ int readSchemaVersion(Connection& connection, int& status) {
     return version;
 }
 
-int requireVersion(Connection& connection, const std::string& path, std::string& error) {
+int requireVersion(Connection& connection, const std::string& name, std::string& error) {
     int status = kDbOk;
     const int version = readSchemaVersion(connection, status);
     if (status != kDbOk && status != kDbBadStatement) {
-        error = path + ": " + connection.error().words;
+        error = name + ": " + connection.error().words;
         return status;
     }
     if (version == kSchemaVersion)
         return kDbOk;
-    error = path + ": " + versionWords(version);
+    error = name + ": " + versionWords(version);
     return kDbNotADatabase;
 }
 
 int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
-    const bool fresh = !exists(url.path);
     url.createMissing = true;
+    const auto engine = makeEngine(url);
+    const bool fresh = engine->isMissing();
     int status = kDbOk;
     bool tableless = false; // what was made may go again
     {
@@ -375,14 +363,13 @@ int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
                 return recordVersion(database, kSchemaVersion);
             });
     }
-    if (status != kDbOk && fresh && (tableless || (status != kDbBusy && isEmpty(url.path))))
-        for (const char* file : {"", "-journal", "-wal", "-shm"})
-            ::unlink((url.path + file).c_str());
+    if (status != kDbOk && status != kDbBusy && fresh)
+        engine->remove(!tableless);
     return status;
 }
 
 int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& differences, std::string& error) {
-    url.journal = JournalMode::kAsItIs;
+    url.lookOnly = true;
     Opened database(url, error);
     if (!database)
         return database.status();
@@ -406,7 +393,7 @@ int upgradeSchema(const DatabaseUrl& url, TableList tables, int& from, std::stri
 }
 
 int examineDatabase(DatabaseUrl url, DatabaseFacts& facts, std::string& error) {
-    url.journal = JournalMode::kAsItIs;
+    url.lookOnly = true;
     Opened database(url, error);
     if (!database)
         return database.status();

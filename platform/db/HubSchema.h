@@ -48,6 +48,6 @@ class Connection;
 int readSchemaVersion(Connection& connection, int& status);
 
 /// 0 when the schema is of this library's version; else `error` names the database and the remedy.
-int requireVersion(Connection& connection, const std::string& path, std::string& error);
+int requireVersion(Connection& connection, const std::string& name, std::string& error);
 
 } // namespace hubdb

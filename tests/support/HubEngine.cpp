@@ -17,7 +17,8 @@ class SqliteHub : public HubEngine {
   public:
     explicit SqliteHub(bool wal) : wal_(wal) {
         hubdb::DatabaseUrl where;
-        where.path = path_;
+        std::string wrong;
+        hubdb::DatabaseUrl::parse("sqlite:" + path_, where, wrong);
         std::string error;
         if (hubdb::createSchema(where, kHubTables, error) != kDbOk)
             throw std::runtime_error(error);

@@ -84,6 +84,10 @@ class Engine {
     virtual const char* name() const = 0;
     /// How its SQL says what the schema needs.
     virtual const Dialect& dialect() const = 0;
+    /// True while there is no database that a failed creation could destroy.
+    virtual bool isMissing() const = 0;
+    /// Takes away the database that open() made; with `onlyEmpty` unless something is in it by now.
+    virtual void remove(bool onlyEmpty) noexcept = 0;
     /// Whether a child that this process forks may open connections of its own. `idle`: none is in use here.
     virtual bool forkedChildMayConnect(bool idle) const = 0;
 };

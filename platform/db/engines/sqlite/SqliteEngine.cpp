@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -364,8 +365,8 @@ bool walIsSafe(int version) {
 }
 
 bool usesWal(const DatabaseUrl& url) {
-    return url.journal == JournalMode::kWal ||
-           (url.journal == JournalMode::kAutomatic && walIsSafe(sqlite3_libversion_number()));
+    const auto asked = url.engineOptions.find("journal");
+    return asked == url.engineOptions.end() ? walIsSafe(sqlite3_libversion_number()) : asked->second == "wal";
 }
 
 bool SqliteConnection::setJournal(std::string& words) {
@@ -376,7 +377,7 @@ bool SqliteConnection::setJournal(std::string& words) {
         *static_cast<std::string*>(out) = values[0] == nullptr ? "" : values[0];
         return 0;
     };
-    if (url_.journal == JournalMode::kAsItIs || sqlite3_db_readonly(database_.get(), "main") == 1)
+    if (url_.lookOnly || sqlite3_db_readonly(database_.get(), "main") == 1)
         return true; // nothing will be written
     const int code =
         sqlite3_exec(database_.get(), ("PRAGMA journal_mode=" + mode).c_str(), keepAnswer, &answer, nullptr);
@@ -532,6 +533,19 @@ void WriterQueue::leave() noexcept {
 
 const Dialect& SqliteEngine::dialect() const {
     return kSqliteDialect;
+}
+
+bool SqliteEngine::isMissing() const {
+    struct stat about {};
+    return lstat(url_.path.c_str(), &about) != 0;
+}
+
+void SqliteEngine::remove(bool onlyEmpty) noexcept {
+    struct stat about {};
+    if (onlyEmpty && (stat(url_.path.c_str(), &about) != 0 || about.st_size != 0))
+        return;
+    for (const char* file : {"", "-journal", "-wal", "-shm"})
+        ::unlink((url_.path + file).c_str());
 }
 
 bool SqliteEngine::forkedChildMayConnect(bool idle) const {

@@ -35,6 +35,8 @@ class SqliteEngine : public Engine {
     std::unique_ptr<Connection> open(EngineError& error) override;
     const char* name() const override { return "sqlite"; }
     const Dialect& dialect() const override;
+    bool isMissing() const override;
+    void remove(bool onlyEmpty) noexcept override;
     bool forkedChildMayConnect(bool idle) const override;
 
   private:

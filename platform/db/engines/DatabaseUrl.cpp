@@ -55,7 +55,7 @@ std::string setOption(DatabaseUrl& url, const std::string& name, const std::stri
     if (name == "journal") {
         if (value != "wal" && value != "truncate")
             return "takes wal or truncate";
-        url.journal = value == "wal" ? JournalMode::kWal : JournalMode::kTruncate;
+        url.engineOptions[name] = value;
         return "";
     }
     if (name == "key") {
@@ -93,6 +93,7 @@ bool DatabaseUrl::parse(const std::string& url, DatabaseUrl& parsed, std::string
             return false;
         }
     }
+    result.name = result.path;
     if (result.keyPath.empty())
         result.keyPath = result.path + ".key";
     parsed = result;
