@@ -273,8 +273,8 @@ void Database::close() noexcept {
     }
 }
 
-DatabaseStatistics Database::statistics() const {
-    DatabaseStatistics sum{};
+HubDatabaseStatistics Database::statistics() const {
+    HubDatabaseStatistics sum{};
     for (const auto& slot : slots_) {
         sum.statementsExecuted += slot.counters.executed;
         sum.statementsPrepared += slot.counters.prepared;

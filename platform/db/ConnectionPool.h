@@ -14,6 +14,7 @@
 
 #include "PlatformExport.h"
 #include "db/DBForm.h"
+#include "db/HubDatabase.h"
 #include "db/engines/Engine.h"
 
 namespace hubdb {
@@ -90,13 +91,6 @@ class Session {
     bool condemned_ = false;
 };
 
-struct DatabaseStatistics {
-    std::uint64_t statementsExecuted;
-    std::uint64_t statementsPrepared;
-    std::uint64_t rowsRead;
-    std::uint64_t connectionsOpened;
-};
-
 class Database;
 
 /// A connection of the pool, for as long as the object lives.
@@ -137,13 +131,13 @@ class Database : public std::enable_shared_from_this<Database> {
     static void install(std::shared_ptr<Database> database, Factory reopen);
     /// False in a child that was forked when its engine forbade it to connect: `error` tells.
     static bool mayConnect(EngineError& error);
+    /// Asks the engines of all databases that are alive, in the child, and forgets these.
     static bool forkedChildMayConnect();
 
     /// A connection of its own for the caller, `preferred` first. Without one: `error` tells why.
     Lease lease(std::size_t preferred, EngineError& error);
 
-    Engine& engine() { return *engine_; }
-    DatabaseStatistics statistics() const;
+    HubDatabaseStatistics statistics() const;
 
   private:
     friend class Lease;

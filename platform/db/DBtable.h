@@ -78,8 +78,9 @@ class VSDKPLATFORM_API DBtable {
     /// One short per column, -1 for NULL, else 0; owned by the accessor.
     void setExtIndicatorArray(short* indicators) { indicators_ = indicators; }
 
-    /// Binds the row buffer to the columns of the accessor's rows, for the first time or again, and clears it.
+    /// Binds the row buffer, which is empty when the accessor is made, to the columns of its rows.
     virtual void dataBindClearFirstTime() = 0;
+    /// Binds it again and empties it.
     virtual void dataBindClear() = 0;
 
     const OVDBRowDeclaration& declaration() const { return declaration_; }

@@ -47,8 +47,5 @@ void HubDatabase::clearLastFailure() {
 HubDatabaseStatistics HubDatabase::statistics() {
     hubdb::EngineError none;
     const auto database = hubdb::Database::current(none);
-    if (database == nullptr)
-        return {};
-    const auto sum = database->statistics();
-    return {sum.statementsExecuted, sum.statementsPrepared, sum.rowsRead, sum.connectionsOpened};
+    return database == nullptr ? HubDatabaseStatistics{} : database->statistics();
 }

@@ -80,8 +80,6 @@ class Engine {
     virtual ~Engine() = default;
     /// Null on failure, which `error` then tells.
     virtual std::unique_ptr<Connection> open(EngineError& error) = 0;
-    /// "sqlite" or "postgresql".
-    virtual const char* name() const = 0;
     /// How its SQL says what the schema needs.
     virtual const Dialect& dialect() const = 0;
     /// True while there is no database that a failed creation could destroy.

@@ -33,7 +33,6 @@ class SqliteEngine : public Engine {
     explicit SqliteEngine(DatabaseUrl url);
 
     std::unique_ptr<Connection> open(EngineError& error) override;
-    const char* name() const override { return "sqlite"; }
     const Dialect& dialect() const override;
     bool isMissing() const override;
     void remove(bool onlyEmpty) noexcept override;
