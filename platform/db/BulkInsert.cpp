@@ -1,6 +1,5 @@
 #include "db/BulkInsert.h"
 
-#include <unordered_map>
 #include <vector>
 
 #include "db/DBText.h"
@@ -42,51 +41,26 @@ std::string fault(const OVDBColumn& column, const BulkValue& value) {
 } // namespace
 
 struct BulkInsert::State {
-    /// The statement of one table and one set of given columns.
-    struct Prepared {
-        std::uint64_t given;
-        std::unique_ptr<Statement> statement;
-    };
-    static constexpr std::size_t kStatementsPerTable = 16;
-
-    std::string path;
+    std::string name;
     std::unique_ptr<Engine> engine;
     std::unique_ptr<Connection> connection;
-    std::unordered_map<const OVDBRowDeclaration*, std::vector<Prepared>> statements;
+    std::unique_ptr<BulkWriter> writer;
     std::vector<Value> values;
 
-    Statement* statement(const OVDBRowDeclaration& table, std::uint64_t given);
-};
-
-Statement* BulkInsert::State::statement(const OVDBRowDeclaration& table, std::uint64_t given) {
-    auto& kept = statements[&table];
-    for (const auto& one : kept)
-        if (one.given == given)
-            return one.statement.get();
-    std::string columns;
-    std::string places;
-    for (std::size_t i = 0; i < table.columns.size(); ++i) {
-        if ((given >> i & 1U) == 0)
-            continue;
-        columns += (columns.empty() ? "" : ", ") + std::string(table.columns[i].name);
-        places += places.empty() ? "?" : ", ?";
+    /// The connection's failure, and the row that it is about.
+    int tell(BulkError& error) const {
+        const auto [table, row] = writer->fault();
+        error = {connection->error().status, nullptr, connection->error().words, table, row};
+        return error.status;
     }
-    const std::string target = std::string("INSERT INTO ") + table.object;
-    auto prepared = connection->prepare(given == 0 ? target + " DEFAULT VALUES"
-                                                   : target + " (" + columns + ") VALUES (" + places + ")");
-    if (prepared == nullptr)
-        return nullptr;
-    if (kept.size() == kStatementsPerTable)
-        kept.clear();
-    return kept.emplace_back(Prepared{given, std::move(prepared)}).statement.get();
-}
+};
 
 BulkInsert::BulkInsert() = default;
 BulkInsert::~BulkInsert() = default;
 
 int BulkInsert::begin(const DatabaseUrl& url, std::string& error) {
     auto state = std::make_unique<State>();
-    state->path = url.name;
+    state->name = url.name;
     state->engine = makeEngine(url);
     EngineError failure;
     state->connection = state->engine->open(failure);
@@ -102,6 +76,7 @@ int BulkInsert::begin(const DatabaseUrl& url, std::string& error) {
         error = url.name + ": " + state->connection->error().words;
         return status;
     }
+    state->writer = state->connection->bulkWriter();
     state_ = std::move(state);
     return kDbOk;
 }
@@ -124,28 +99,21 @@ int BulkInsert::insert(const OVDBRowDeclaration& table, std::span<const BulkValu
             state_->values.push_back(*values[i]);
         }
     }
-    Statement* const statement = state_->statement(table, given);
-    int status = kDbFailed;
-    if (statement != nullptr) {
-        status = statement->execute(state_->values);
-        statement->finish();
-    }
-    if (statement != nullptr && status >= 0)
-        return kDbOk;
-    error = {state_->connection->error().status, nullptr, state_->connection->error().words};
-    return error.status;
+    return state_->writer->add(table, given, state_->values) == kDbOk ? kDbOk : state_->tell(error);
 }
 
-int BulkInsert::commit(std::string& error) {
+int BulkInsert::commit(BulkError& error) {
     if (state_ == nullptr) {
-        error = dbStatusText(kDbTransactionFailed);
-        return kDbTransactionFailed;
+        error = {kDbTransactionFailed, nullptr, dbStatusText(kDbTransactionFailed)};
+        return error.status;
     }
     const auto state = std::move(state_);
-    state->statements.clear();
-    const int status = state->connection->commit();
+    int status = state->writer->finish();
     if (status != kDbOk)
-        error = state->path + ": " + state->connection->error().words;
+        return state->tell(error);
+    status = state->connection->commit();
+    if (status != kDbOk)
+        error = {status, nullptr, state->name + ": " + state->connection->error().words};
     return status;
 }
 

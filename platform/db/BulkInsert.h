@@ -23,6 +23,10 @@ struct BulkError {
     int status = kDbOk;
     const OVDBColumn* column = nullptr; ///< the one at fault, null when it is the row or the database
     std::string words;
+    /// When a server tells a fault only after more rows were added: the table, and the row among those added to it,
+    /// from 1. Without a table it is the row that is being added, or none.
+    const OVDBRowDeclaration* table = nullptr;
+    std::uint64_t row = 0;
 };
 
 /// Rows of any table put into a hub database of this version, numbers that the database would give included, in one
@@ -41,7 +45,7 @@ class VSDKPLATFORM_API BulkInsert {
     /// One row, a value for each of the table's columns; texts must live for the call. After a failure the
     /// transaction is only good for giving up.
     int insert(const OVDBRowDeclaration& table, std::span<const BulkValue> values, BulkError& error);
-    int commit(std::string& error);
+    int commit(BulkError& error);
 
   private:
     struct State;

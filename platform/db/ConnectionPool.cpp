@@ -83,7 +83,7 @@ CachedStatement* Session::find(const StatementKey& key) {
 }
 
 CachedStatement* Session::add(const StatementKey& key, std::array<std::shared_ptr<const Form>, 3> forms,
-                              const std::string& sql) {
+                              const std::string& sql, StatementUse use) {
     if (statements_.size() >= kStatementsMax) {
         auto oldest = statements_.end();
         for (auto at = statements_.begin(); at != statements_.end(); ++at)
@@ -92,7 +92,7 @@ CachedStatement* Session::add(const StatementKey& key, std::array<std::shared_pt
         if (oldest != statements_.end())
             statements_.erase(oldest);
     }
-    auto statement = connection_->prepare(sql);
+    auto statement = connection_->prepare(sql, use);
     if (statement == nullptr)
         return nullptr;
     auto entry = std::make_unique<CachedStatement>();
@@ -209,7 +209,7 @@ Lease Database::lease(std::size_t preferred, EngineError& error) {
     Lease lease(shared_from_this(), index);
     Slot& slot = slots_[index];
     if (slot.session == nullptr) {
-        auto connection = engine_->open(error);
+        auto connection = engine_->open(error, &slot.counters.roundTrips);
         if (connection == nullptr)
             return {};
         Counters::add(slot.counters.opened);
@@ -280,6 +280,7 @@ HubDatabaseStatistics Database::statistics() const {
         sum.statementsPrepared += slot.counters.prepared;
         sum.rowsRead += slot.counters.rows;
         sum.connectionsOpened += slot.counters.opened;
+        sum.roundTrips += slot.counters.roundTrips;
     }
     return sum;
 }

@@ -55,6 +55,7 @@ struct Counters {
     std::atomic<std::uint64_t> prepared{0};
     std::atomic<std::uint64_t> rows{0};
     std::atomic<std::uint64_t> opened{0};
+    RoundTrips roundTrips{0};
 
     static void add(std::atomic<std::uint64_t>& counter) {
         counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -72,7 +73,7 @@ class Session {
     CachedStatement* find(const StatementKey& key);
     /// Prepares one more for `key` and takes it into use. Null on failure.
     CachedStatement* add(const StatementKey& key, std::array<std::shared_ptr<const Form>, 3> forms,
-                         const std::string& sql);
+                         const std::string& sql, StatementUse use);
     static void release(CachedStatement& entry) noexcept {
         entry.statement->finish();
         entry.inUse = false;
@@ -80,7 +81,7 @@ class Session {
 
     /// The connection died or is in a state that nobody knows: it is closed instead of used again.
     void condemn() { condemned_ = true; }
-    bool condemned() const { return condemned_; }
+    bool condemned() const { return condemned_ || connection_->isBroken(); }
 
   private:
     static constexpr std::size_t kStatementsMax = 256;

@@ -294,7 +294,10 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
         if (entry == nullptr) {
             const std::string sql = sqlFor(operation, set.get(), session.connection());
             if (!sql.empty())
-                entry = session.add(key, {filtered ? where_ : nullptr, ordered ? order_ : nullptr, set}, sql);
+                entry = session.add(key, {filtered ? where_ : nullptr, ordered ? order_ : nullptr, set}, sql,
+                                    !reads                             ? hubdb::StatementUse::kWrite
+                                    : operation == Operation::kReadOne ? hubdb::StatementUse::kOneRow
+                                                                       : hubdb::StatementUse::kRows);
             if (entry != nullptr)
                 hubdb::Counters::add(lease->counters().prepared);
             else
@@ -316,8 +319,8 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
         if (status == kDbConnectionLost)
             session.condemn();
         leave();
-        // A read whose connection died before its first row is safe to run again; a write never is.
-        if (status != kDbConnectionLost || again || !reads || transaction_ != nullptr) {
+        // A read whose connection died before its first row is safe to run again; a write only when it was never sent.
+        if (status != kDbConnectionLost || again || !(reads || error.unsent) || transaction_ != nullptr) {
             fail(status, error.words);
             return nullptr;
         }

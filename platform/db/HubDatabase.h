@@ -11,6 +11,7 @@ struct HubDatabaseStatistics {
     std::uint64_t statementsPrepared; ///< statements compiled by the engine
     std::uint64_t rowsRead;           ///< rows delivered into row buffers
     std::uint64_t connectionsOpened;
+    std::uint64_t roundTrips; ///< waits for a server's answer, transaction control included; 0 without a server
 };
 
 /// The hub database of this process: every class of the library reads and writes it.

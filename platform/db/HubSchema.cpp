@@ -14,6 +14,7 @@
 #include "db/SchemaWriter.h"
 #include "db/engines/Dialect.h"
 #include "db/engines/Engines.h"
+#include "schema/Procedures.h"
 #include "schema/SchemaVersion.h"
 
 namespace hubdb {
@@ -45,7 +46,7 @@ class Opened {
 
     /// Runs `work` in a write transaction, which ends well only when it does.
     int transact(const std::function<int()>& work) {
-        if (const int status = connection_->begin(TransactionKind::kWrite); status != kDbOk)
+        if (const int status = connection_->begin(TransactionKind::kSchema); status != kDbOk)
             return fail(status, "the transaction cannot begin");
         if (const int status = work(); status != kDbOk) {
             connection_->rollback();
@@ -61,7 +62,7 @@ class Opened {
     }
 
     int oneText(const char* sql, std::string& text) {
-        const auto statement = connection_->prepare(sql);
+        const auto statement = connection_->prepare(sql, StatementUse::kOneRow);
         int status = statement == nullptr ? connection_->error().status : statement->execute({});
         if (status == kDbOk)
             statement->readText(text);
@@ -105,6 +106,14 @@ std::string folded(std::string name) {
     return name;
 }
 
+struct LiveFunctionRow {
+    OVDBText name;
+    OVDBText signature;
+    OVDBText body;
+};
+constexpr std::array kLiveFunctions{COLUMN(LiveFunctionRow, name), COLUMN(LiveFunctionRow, signature),
+                                    COLUMN(LiveFunctionRow, body)};
+
 struct LiveTable {
     std::map<std::string, std::pair<std::string, std::string>> columns; ///< folded name: name and type
     std::string definition;
@@ -113,9 +122,26 @@ struct LiveTable {
 
 using LiveSchema = std::map<std::string, LiveTable>; ///< by folded name
 
+/// A procedure that the database keeps as a function.
+struct Function {
+    const OVDBRowDeclaration* declaration;
+    const ProcedureText* text;
+};
+
+/// The declared functions, where the engine has such.
+std::vector<Function> declaredFunctions(const Dialect& dialect, const SchemaObjects& objects) {
+    std::vector<Function> functions;
+    if (dialect.createFunction != nullptr)
+        for (const auto* procedure : objects.procedures)
+            if (const auto* text = std::ranges::find(kProcedureTexts, procedure->object, &ProcedureText::name);
+                text != kProcedureTexts.end())
+                functions.push_back({procedure, text});
+    return functions;
+}
+
 template <class Row, class Columns, class Take>
 int eachRow(Connection& connection, const char* sql, const Columns& columns, const Take& take) {
-    const auto statement = connection.prepare(sql);
+    const auto statement = connection.prepare(sql, StatementUse::kOneRow);
     if (statement == nullptr)
         return connection.error().status;
     Row row{};
@@ -186,10 +212,10 @@ TableDifferences compare(const TableText& table, const LiveSchema& live) {
         else if (folded(has->second.second) != folded(column.type))
             differences.shape.push_back(name + ": the column is of type " + has->second.second + ", not " +
                                         column.type);
-        else if (comparable && !states(there.definition, column.definition))
+        else if (comparable && !states(folded(there.definition), folded(column.definition)))
             differences.shape.push_back(name + ": the column is not defined as \"" + column.definition + "\"");
     }
-    if (comparable && !table.key.empty() && !states(there.definition, table.key))
+    if (comparable && !table.key.empty() && !states(folded(there.definition), folded(table.key)))
         differences.shape.push_back(table.name + ": the table has not the " + table.key);
     if (const std::string end = table.end.substr(1); comparable && !there.definition.ends_with(end))
         differences.shape.push_back(table.name + ": the table does not end with \"" + end + "\"");
@@ -209,14 +235,41 @@ void describe(const TableText& table, const TableDifferences& found, std::vector
                               ") is missing");
 }
 
-int compareAll(Opened& database, TableList tables, std::vector<std::string>& differences) {
+/// The declared functions that the database has not, or otherwise.
+int differingFunctions(Opened& database, const SchemaObjects& objects, std::vector<Function>& differing) {
+    const Dialect& dialect = database.dialect();
+    const auto declared = declaredFunctions(dialect, objects);
+    if (declared.empty())
+        return kDbOk;
+    std::set<std::array<std::string, 3>> live;
+    const int status = eachRow<LiveFunctionRow>(
+        database.connection(), dialect.liveFunctions, kLiveFunctions, [&](const LiveFunctionRow& row) {
+            live.insert({folded(row.name.bytes), folded(row.signature.bytes), row.body.bytes});
+        });
+    if (status != kDbOk)
+        return database.fail(status, "the catalogue cannot be read");
+    for (const auto& function : declared)
+        if (!live.contains({folded(function.declaration->object),
+                            folded(dialect.functionSignature(*function.declaration, *function.text)),
+                            dialect.functionBody(*function.text)}))
+            differing.push_back(function);
+    return kDbOk;
+}
+
+int compareAll(Opened& database, const SchemaObjects& objects, std::vector<std::string>& differences) {
     LiveSchema live;
     if (const int status = readLiveSchema(database, live); status != kDbOk)
         return status;
-    for (const auto* declaration : tables) {
+    for (const auto* declaration : objects.tables) {
         const TableText table = writeTable(*declaration, database.dialect());
         describe(table, compare(table, live), differences);
     }
+    std::vector<Function> functions;
+    if (const int status = differingFunctions(database, objects, functions); status != kDbOk)
+        return status;
+    for (const auto& function : functions)
+        differences.push_back(std::string(function.declaration->object) +
+                              ": the function is missing, or not as it is declared");
     return kDbOk;
 }
 
@@ -227,6 +280,15 @@ int createTable(Opened& database, const TableText& table) {
     for (const auto& index : table.indexes)
         script += index.create + ";";
     return database.run(script, "the table " + table.name + " cannot be made");
+}
+
+int createFunctions(Opened& database, const std::vector<Function>& functions) {
+    for (const auto& [declaration, text] : functions)
+        if (const int status = database.run(database.dialect().createFunction(*declaration, *text),
+                                            std::string("the function ") + declaration->object + " cannot be made");
+            status != kDbOk)
+            return status;
+    return kDbOk;
 }
 
 int rebuildTable(Opened& database, const TableText& table, const LiveTable& there) {
@@ -245,11 +307,11 @@ int rebuildTable(Opened& database, const TableText& table, const LiveTable& ther
 }
 
 /// Brings every table to the shape that is declared.
-int reshape(Opened& database, TableList tables) {
+int reshape(Opened& database, const SchemaObjects& objects) {
     LiveSchema live;
     if (const int status = readLiveSchema(database, live); status != kDbOk)
         return status;
-    for (const auto* declaration : tables) {
+    for (const auto* declaration : objects.tables) {
         const TableText table = writeTable(*declaration, database.dialect());
         const TableDifferences found = compare(table, live);
         int status = kDbOk;
@@ -284,26 +346,30 @@ int refuseVersion(Opened& database, int version) {
     return database.refuse(kDbNotADatabase, versionWords(version));
 }
 
-int upgradeInTransaction(Opened& database, TableList tables, int& from) {
+int upgradeInTransaction(Opened& database, const SchemaObjects& objects, int& from) {
     int status = kDbOk;
     from = readSchemaVersion(database.connection(), status);
     if (status != kDbOk && status != kDbBadStatement)
         return database.fail(status, "the schema's version cannot be read");
-    const auto steps = database.dialect().upgrades;
-    if (from > kSchemaVersion || from < (steps.empty() ? kSchemaVersion : steps.front().from))
+    if (from > kSchemaVersion || from < kUpgradeSteps.front().from)
         return refuseVersion(database, from);
-    for (const auto& step : steps)
+    for (const auto& step : kUpgradeSteps)
         if (step.from >= from && status == kDbOk)
             status =
                 database.run(step.script, "the data of version " + std::to_string(step.from) + " cannot be upgraded");
     if (status == kDbOk && from < kSchemaVersion)
-        status = reshape(database, tables);
+        status = reshape(database, objects);
+    if (std::vector<Function> functions; status == kDbOk) {
+        status = differingFunctions(database, objects, functions);
+        if (status == kDbOk)
+            status = createFunctions(database, functions);
+    }
     for (int version = from + 1; version <= kSchemaVersion && status == kDbOk; ++version)
         status = recordVersion(database, version);
     if (status != kDbOk)
         return status;
     std::vector<std::string> differences;
-    status = compareAll(database, tables, differences);
+    status = compareAll(database, objects, differences);
     if (status == kDbOk && !differences.empty())
         return database.refuse(kDbBadStatement,
                                differences.front() + (differences.size() == 1 ? "" : " (and more: see hubdb check)"));
@@ -313,7 +379,7 @@ int upgradeInTransaction(Opened& database, TableList tables, int& from) {
 } // namespace
 
 int readSchemaVersion(Connection& connection, int& status) {
-    const auto statement = connection.prepare("SELECT max(version) FROM HubSchema");
+    const auto statement = connection.prepare("SELECT max(version) FROM HubSchema", StatementUse::kOneRow);
     std::string text;
     status = statement == nullptr ? connection.error().status : statement->execute({});
     if (status == kDbOk)
@@ -338,7 +404,7 @@ int requireVersion(Connection& connection, const std::string& name, std::string&
     return kDbNotADatabase;
 }
 
-int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
+int createSchema(DatabaseUrl url, const SchemaObjects& objects, std::string& error) {
     url.createMissing = true;
     const auto engine = makeEngine(url);
     const bool fresh = engine->isMissing();
@@ -356,10 +422,18 @@ int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
                 if (!live.empty())
                     return database.refuse(kDbBadStatement, "holds tables already");
                 tableless = true;
-                for (const auto* declaration : tables)
+                if (const auto role = url.engineOptions.find("app_role"); role != url.engineOptions.end())
+                    if (const int failed = database.run(database.dialect().grantTo(role->second),
+                                                        "the role " + role->second + " cannot be granted access");
+                        failed != kDbOk)
+                        return failed;
+                for (const auto* declaration : objects.tables)
                     if (const int failed = createTable(database, writeTable(*declaration, database.dialect()));
                         failed != kDbOk)
                         return failed;
+                if (const int failed = createFunctions(database, declaredFunctions(database.dialect(), objects));
+                    failed != kDbOk)
+                    return failed;
                 return recordVersion(database, kSchemaVersion);
             });
     }
@@ -368,7 +442,8 @@ int createSchema(DatabaseUrl url, TableList tables, std::string& error) {
     return status;
 }
 
-int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& differences, std::string& error) {
+int checkSchema(DatabaseUrl url, const SchemaObjects& objects, std::vector<std::string>& differences,
+                std::string& error) {
     url.lookOnly = true;
     Opened database(url, error);
     if (!database)
@@ -382,14 +457,14 @@ int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& dif
     if (version < kSchemaVersion)
         differences.push_back("HubSchema: the version is " + std::to_string(version) + ", not " +
                               std::to_string(kSchemaVersion) + ": run hubdb upgrade");
-    return compareAll(database, tables, differences);
+    return compareAll(database, objects, differences);
 }
 
-int upgradeSchema(const DatabaseUrl& url, TableList tables, int& from, std::string& error) {
+int upgradeSchema(const DatabaseUrl& url, const SchemaObjects& objects, int& from, std::string& error) {
     Opened database(url, error);
     if (!database)
         return database.status();
-    return database.transact([&] { return upgradeInTransaction(database, tables, from); });
+    return database.transact([&] { return upgradeInTransaction(database, objects, from); });
 }
 
 int examineDatabase(DatabaseUrl url, DatabaseFacts& facts, std::string& error) {
@@ -411,7 +486,8 @@ int examineDatabase(DatabaseUrl url, DatabaseFacts& facts, std::string& error) {
     if (status != kDbOk)
         return database.fail(status, "the schema's version cannot be read");
 
-    const auto read = database.connection().prepare("SELECT applied FROM HubSchema WHERE version = ?");
+    const auto read =
+        database.connection().prepare("SELECT applied FROM HubSchema WHERE version = ?", StatementUse::kOneRow);
     const std::array key{Value::int32(facts.version)};
     std::array<std::int64_t, 999> nanoseconds{};
     for (auto& took : nanoseconds) {

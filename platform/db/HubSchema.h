@@ -16,20 +16,28 @@ namespace hubdb {
 /// connected HubDatabase, and may be used by any thread. They return 0 or a failure of DBStatus, which `error` tells in
 /// one line that names the database.
 
-using TableList = std::span<const OVDBRowDeclaration* const>;
+using DeclarationList = std::span<const OVDBRowDeclaration* const>;
 
-/// Makes the database's tables and indexes in one transaction, and the file when there is none. A file that holds
-/// tables already is refused. On failure nothing stays behind, not even the file.
-VSDKPLATFORM_API int createSchema(DatabaseUrl url, TableList tables, std::string& error);
+/// What a hub database is made of.
+struct SchemaObjects {
+    DeclarationList tables;
+    DeclarationList procedures; ///< and cursor queries: functions, where the engine has such
+};
+
+/// Makes the database's tables, indexes and functions in one transaction, and the file when it is one and there is
+/// none. A database that holds tables already is refused; of several that create it at once one succeeds. On failure
+/// nothing stays behind, not even the file. A server's URL may name the application's role (app_role), which is then
+/// granted what it needs: rows of the tables, and the functions, which nobody else may call.
+VSDKPLATFORM_API int createSchema(DatabaseUrl url, const SchemaObjects& objects, std::string& error);
 
 /// Every difference of the database from the declarations, one text each. Tables, columns and indexes beyond them are
 /// none.
-VSDKPLATFORM_API int checkSchema(DatabaseUrl url, TableList tables, std::vector<std::string>& differences,
+VSDKPLATFORM_API int checkSchema(DatabaseUrl url, const SchemaObjects& objects, std::vector<std::string>& differences,
                                  std::string& error);
 
 /// Brings an older database to this version, in one transaction; `from` is the version found. A newer one is refused,
 /// and so is an older one of which anything would be lost.
-VSDKPLATFORM_API int upgradeSchema(const DatabaseUrl& url, TableList tables, int& from, std::string& error);
+VSDKPLATFORM_API int upgradeSchema(const DatabaseUrl& url, const SchemaObjects& objects, int& from, std::string& error);
 
 struct DatabaseFacts {
     std::string engine; ///< with its version

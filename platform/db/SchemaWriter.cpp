@@ -29,7 +29,7 @@ ColumnText writeColumn(const OVDBRowDeclaration& declaration, const OVDBColumn& 
         definition += column.isInteger() ? " NOT NULL DEFAULT 0" : " NOT NULL DEFAULT ''";
     if (const std::string rule = dialect.columnRule(column); !rule.empty())
         definition += " " + rule;
-    return {column.name, type, definition, false};
+    return {column.name, type, definition, false, column.isSerial};
 }
 
 std::string writeKey(const OVDBRowDeclaration& declaration) {

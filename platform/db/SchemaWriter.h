@@ -12,6 +12,7 @@ struct ColumnText {
     std::string type;
     std::string definition; ///< name, type and rules, as it stands in CREATE TABLE
     bool generated = false; ///< never written
+    bool serial = false;
 };
 
 struct IndexText {

@@ -87,7 +87,7 @@ TEST_P(Writes, AFailedWriteStoresNothingAndSaysWhy) {
     ArchPipeConfig again;
     again.getDataPtr()->appNumber = 5;
     EXPECT_EQ(again.rowInsert(true), kDbConstraint);
-    EXPECT_NE(again.getErrorStr(kDbConstraint).find("ArchPipeConfig"), std::string::npos);
+    EXPECT_TRUE(tell(again.getErrorStr(kDbConstraint), "ArchPipeConfig"));
     EXPECT_EQ(again.rowDelete(), kDbBadStatement) << "no row was made current";
 
     put({"a", "b"});

@@ -37,7 +37,7 @@ TOOLS = (set(MAY_INCLUDE) - ENGINES) | {"tools/common"}
 # Third-party headers and the only folder that knows each.
 HOME = {
     r"sqlite3(ext)?\.h": "platform/db/engines/sqlite/",
-    r"libpq.*|postgres.*": "platform/db/engines/postgresql/",
+    r"libpq.*|postgres.*": "platform/db/engines/postgres/",
     r"(spdlog|fmt|CLI|nlohmann)/.*": "tools/",
 }
 

@@ -20,7 +20,7 @@ class SqliteHub : public HubEngine {
         std::string wrong;
         hubdb::DatabaseUrl::parse("sqlite:" + path_, where, wrong);
         std::string error;
-        if (hubdb::createSchema(where, kHubTables, error) != kDbOk)
+        if (hubdb::createSchema(where, kHubObjects, error) != kDbOk)
             throw std::runtime_error(error);
     }
 
@@ -42,9 +42,7 @@ class SqliteHub : public HubEngine {
         return holder;
     }
 
-    bool lockStopsReaders() const override { return !wal_; }
-
-    bool idleChildMayConnect() const override { return !wal_; }
+    Traits traits() const override { return {!wal_, true, !wal_, false}; }
 
     void define(const std::string& name, const std::string& query) const override {
         hubdb::EmbeddedProcedures::add(name, query);
@@ -53,6 +51,8 @@ class SqliteHub : public HubEngine {
     std::string endless() const override {
         return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT max(i), 0 FROM n";
     }
+
+    std::string failing() const override { return "abs(-9223372036854775806 - version)"; } // beyond its integers
 
   private:
     std::shared_ptr<sqlite3> open() const {

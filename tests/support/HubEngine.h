@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace support {
@@ -18,14 +19,21 @@ class HubEngine {
     virtual std::string ask(const std::string& sql) const = 0;
     /// Keeps everybody else from writing while the result lives.
     virtual std::shared_ptr<void> lock() const = 0;
-    /// Whether it keeps them from reading too.
-    virtual bool lockStopsReaders() const = 0;
-    /// Whether a child that is forked while nothing is under way may use the database.
-    virtual bool idleChildMayConnect() const = 0;
+
+    struct Traits {
+        bool lockStopsReaders;       ///< that lock
+        bool oneWriter;              ///< at a time, for the whole of its transaction
+        bool idleChildMayConnect;    ///< one that is forked while nothing is under way
+        bool readingChildMayConnect; ///< one that is forked in the middle of a read
+    };
+    virtual Traits traits() const = 0;
+
     /// Defines a procedure or cursor by a query whose inputs are ?1, ?2 ...
     virtual void define(const std::string& name, const std::string& query) const = 0;
     /// A query that never ends.
     virtual std::string endless() const = 0;
+    /// A text of the row of HubSchema that the engine fails to compute.
+    virtual std::string failing() const = 0;
 };
 
 using MakeHubEngine = std::unique_ptr<HubEngine> (*)();
@@ -33,5 +41,12 @@ using MakeHubEngine = std::unique_ptr<HubEngine> (*)();
 std::unique_ptr<HubEngine> makeSqliteHub();
 /// With a write-ahead log, where readers and writers do not wait for each other.
 std::unique_ptr<HubEngine> makeSqliteWalHub();
+/// On the tests' own server; throws NoServer when there is none.
+std::unique_ptr<HubEngine> makePostgresHub();
+
+class NoServer : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 } // namespace support

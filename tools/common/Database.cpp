@@ -18,6 +18,8 @@ hubdb::DatabaseUrl parseDatabaseUrl(const std::string& url) {
 }
 
 void requireDatabase(const hubdb::DatabaseUrl& url) {
+    if (url.path.empty())
+        return; // a server's: connecting tells
     struct stat about {};
     if (stat(url.path.c_str(), &about) != 0)
         throw CommandError(errno == ENOENT ? kExitNotFound : kExitFailed, url.path + ": " + std::strerror(errno),

@@ -9,7 +9,7 @@ namespace tools {
 /// The database that a URL names. Throws a CommandError when it is none.
 hubdb::DatabaseUrl parseDatabaseUrl(const std::string& url);
 
-/// Throws a CommandError unless the database's file is there.
+/// Throws a CommandError unless the database's file, if it is one, is there.
 void requireDatabase(const hubdb::DatabaseUrl& url);
 
 } // namespace tools

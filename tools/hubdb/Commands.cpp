@@ -51,11 +51,13 @@ using Finding = Report::Finding;
 void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
     constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
     struct stat about {};
-    if (stat(url.path.c_str(), &about) == 0)
+    if (!url.path.empty() && stat(url.path.c_str(), &about) == 0)
         report.add((about.st_mode & kOthers) == 0 ? Finding::kOk : Finding::kWarn, "database file",
                    url.path + ", mode " + permissions(about.st_mode) +
                        ((about.st_mode & kOthers) == 0 ? "" : ": others have access, and it holds login tokens"));
-    if (stat(url.keyPath.c_str(), &about) != 0)
+    if (url.keyPath.empty())
+        report.add(Finding::kWarn, "password key", "the URL names none (key=PATH): stored passwords cannot be used");
+    else if (stat(url.keyPath.c_str(), &about) != 0)
         report.add(Finding::kWarn, "password key",
                    url.keyPath + ": " + std::strerror(errno) + ": stored passwords cannot be used");
     else
@@ -67,7 +69,7 @@ void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
 void lookAtSchema(const hubdb::DatabaseUrl& url, Report& report) {
     std::vector<std::string> differences;
     std::string error;
-    if (hubdb::checkSchema(url, kHubTables, differences, error) != kDbOk)
+    if (hubdb::checkSchema(url, kHubObjects, differences, error) != kDbOk)
         report.add(Finding::kFail, "schema", error);
     for (const auto& difference : differences)
         report.add(Finding::kFail, "schema", difference);
@@ -86,10 +88,14 @@ void removeDatabase(const std::string& path) {
 Answer createDatabase(const hubdb::DatabaseUrl& url) {
     umask(S_IRWXG | S_IRWXO); // the database holds login tokens
     struct stat about {};
-    const bool nothingThere = lstat(url.path.c_str(), &about) != 0 || (S_ISREG(about.st_mode) && about.st_size == 0);
+    const bool nothingThere =
+        !url.path.empty() && (lstat(url.path.c_str(), &about) != 0 || (S_ISREG(about.st_mode) && about.st_size == 0));
     // Of several that create the database at once, one gets past this, and only that one may take back what it made.
     std::string error;
-    throwUnlessDone(hubdb::createSchema(url, kHubTables, error), error);
+    throwUnlessDone(hubdb::createSchema(url, kHubObjects, error), error);
+    const std::string created = "created " + tools::escaped(url.name);
+    if (url.keyPath.empty())
+        return {created + ", without a key: passwords can be stored once the URL names one (key=PATH)\n"};
     bool newKey = false;
     try {
         newKey = makeKeyFile(url.keyPath);
@@ -98,15 +104,15 @@ Answer createDatabase(const hubdb::DatabaseUrl& url) {
             removeDatabase(url.path);
         throw;
     }
-    return {"created " + tools::escaped(url.path) + (newKey ? " and its key " : ", with the key that was there, ") +
-            tools::escaped(url.keyPath) + "\n"};
+    return {created + (newKey ? " and its key " : ", with the key that was there, ") + tools::escaped(url.keyPath) +
+            "\n"};
 }
 
 Answer checkDatabase(const hubdb::DatabaseUrl& url) {
     tools::requireDatabase(url);
     std::vector<std::string> differences;
     std::string error;
-    throwUnlessDone(hubdb::checkSchema(url, kHubTables, differences, error), error);
+    throwUnlessDone(hubdb::checkSchema(url, kHubObjects, differences, error), error);
     if (differences.empty())
         return {"the schema is that of version " + std::to_string(hubdb::kSchemaVersion) + "\n"};
     Answer answer{"", tools::kExitFailed};
@@ -120,7 +126,7 @@ Answer upgradeDatabase(hubdb::DatabaseUrl url) {
     url.statementLimit = {}; // a table that is rebuilt takes as long as it takes
     int from = 0;
     std::string error;
-    throwUnlessDone(hubdb::upgradeSchema(url, kHubTables, from, error), error);
+    throwUnlessDone(hubdb::upgradeSchema(url, kHubObjects, from, error), error);
     const std::string version = std::to_string(hubdb::kSchemaVersion);
     return {from == hubdb::kSchemaVersion ? "the database is of version " + version + " already\n"
                                           : "upgraded from version " + std::to_string(from) + " to " + version + "\n"};

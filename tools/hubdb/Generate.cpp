@@ -196,6 +196,12 @@ hubdb::BulkValue valueOf(const OVDBColumn& column, const char* row) {
     return owned.isNull ? hubdb::Value::null() : hubdb::Value::ofText(owned.bytes);
 }
 
+[[noreturn]] void throwFailure(const std::string& place, const hubdb::BulkError& error) {
+    throw tools::CommandError(tools::kExitFailed,
+                              place + error.words + " (database status " + std::to_string(error.status) + ")" +
+                                  (error.status == kDbConstraint ? ": only an empty database can be filled" : ""));
+}
+
 void Estate::insertRow(const OVDBRowDeclaration& table, const char* row,
                        std::initializer_list<std::string_view> nulls) {
     values_.clear();
@@ -203,10 +209,7 @@ void Estate::insertRow(const OVDBRowDeclaration& table, const char* row,
         values_.push_back(std::ranges::count(nulls, column.name) != 0 ? hubdb::Value::null() : valueOf(column, row));
     hubdb::BulkError error;
     if (insert_.insert(table, values_, error) != kDbOk)
-        throw tools::CommandError(tools::kExitFailed,
-                                  std::string(table.object) + ": " + error.words + " (database status " +
-                                      std::to_string(error.status) + ")" +
-                                      (error.status == kDbConstraint ? ": only an empty database can be filled" : ""));
+        throwFailure(std::string(table.object) + ": ", error);
     ++rows_;
 }
 
@@ -636,7 +639,7 @@ Answer generateEstate(const hubdb::DatabaseUrl& url, const EstateSize& size) {
     if (insert.begin(url, error) != kDbOk)
         throw tools::CommandError(tools::kExitFailed, error);
     const std::uint64_t rows = Estate(insert, size).fill();
-    if (insert.commit(error) != kDbOk)
-        throw tools::CommandError(tools::kExitFailed, error);
+    if (hubdb::BulkError failure; insert.commit(failure) != kDbOk)
+        throwFailure("", failure);
     return {"generated " + std::to_string(size.clients) + " clients, " + std::to_string(rows) + " rows\n"};
 }

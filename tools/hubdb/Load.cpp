@@ -120,6 +120,12 @@ class EstateReader {
     }
     // NOLINTEND(readability-identifier-naming)
 
+    void commit() {
+        hubdb::BulkError error;
+        if (insert_.commit(error) != kDbOk)
+            refuseRow(error);
+    }
+
   private:
     enum class Level { kDocument, kRoot, kTables, kRows, kRow };
     static constexpr std::size_t kNoColumn = std::numeric_limits<std::size_t>::max();
@@ -184,6 +190,12 @@ class EstateReader {
             progress_.show(static_cast<std::uint64_t>(std::max<std::streamoff>(stream_.tellg(), 0)), bytes_, rows_);
     }
     [[noreturn]] void refuseRow(const hubdb::BulkError& error) {
+        if (error.table != nullptr) { // told only now
+            table_ = error.table;
+            row_ = error.row - 1;
+            column_ = kNoColumn;
+            level_ = Level::kRow;
+        }
         if (error.column != nullptr)
             column_ = static_cast<std::size_t>(error.column - table_->columns.data());
         if (error.status == kDbBadValue || error.status == kDbBadText || error.status == kDbConstraint)
@@ -238,7 +250,6 @@ Answer loadEstate(const hubdb::DatabaseUrl& url, const std::string& file) {
     } catch (const std::ios_base::failure& failure) {
         throw tools::CommandError(tools::kExitFailed, file + ": cannot be read: " + failure.what());
     }
-    if (insert.commit(error) != kDbOk)
-        throw tools::CommandError(tools::kExitFailed, error);
+    reader.commit();
     return {"loaded " + std::to_string(reader.rows()) + " rows into " + std::to_string(reader.tables()) + " tables\n"};
 }

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "db/engines/UrlOptions.h"
+
 namespace hubdb {
 
 namespace {
@@ -14,8 +16,24 @@ int hexDigit(char c) {
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-/// %3F and the like; a percent sign that begins no such pair stands for itself.
-std::string decoded(std::string_view text) {
+template <class Number> bool number(const std::string& text, Number low, Number high, Number& value) {
+    const auto* end = text.data() + text.size();
+    const auto [at, failure] = std::from_chars(text.data(), end, value);
+    return failure == std::errc() && at == end && value >= low && value <= high;
+}
+
+std::string milliseconds(const std::string& text, long low, std::chrono::milliseconds& limit) {
+    constexpr long kDay = 24L * 60 * 60 * 1000;
+    long value = 0;
+    if (!number(text, low, kDay, value))
+        return low == 0 ? "takes milliseconds, from 0 (no limit) to a day" : "takes milliseconds, from 1 to a day";
+    limit = std::chrono::milliseconds(value);
+    return "";
+}
+
+} // namespace
+
+std::string percentDecoded(std::string_view text) {
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const bool pair =
@@ -27,77 +45,91 @@ std::string decoded(std::string_view text) {
     return out;
 }
 
-template <class Number> bool number(const std::string& text, Number low, Number high, Number& value) {
-    const auto* end = text.data() + text.size();
-    const auto [at, failure] = std::from_chars(text.data(), end, value);
-    return failure == std::errc() && at == end && value >= low && value <= high;
+std::vector<UrlOption> urlOptions(std::string_view query) {
+    std::vector<UrlOption> options;
+    while (!query.empty()) {
+        const std::string_view text = query.substr(0, query.find('&'));
+        query.remove_prefix(text.size() < query.size() ? text.size() + 1 : text.size());
+        const std::size_t equals = text.find('=');
+        options.push_back({text, percentDecoded(text.substr(0, equals)),
+                           equals == std::string_view::npos ? "" : percentDecoded(text.substr(equals + 1))});
+    }
+    return options;
 }
 
-bool milliseconds(const std::string& text, long low, std::chrono::milliseconds& limit) {
-    constexpr long kDay = 24L * 60 * 60 * 1000;
-    long value = 0;
-    if (!number(text, low, kDay, value))
-        return false;
-    limit = std::chrono::milliseconds(value);
-    return true;
-}
-
-/// Sets one option. Empty, or what is wrong with it.
-std::string setOption(DatabaseUrl& url, const std::string& name, const std::string& value) {
+std::optional<std::string> setCommonOption(DatabaseUrl& url, const UrlOption& option) {
+    const auto& [text, name, value] = option;
     if (name == "pool")
         return number<std::size_t>(value, 2, 1000, url.poolSize) ? "" : "takes a whole number from 2 to 1000";
     if (name == "pool_ms")
-        return milliseconds(value, 1, url.poolLimit) ? "" : "takes milliseconds, from 1 to a day";
+        return milliseconds(value, 1, url.poolLimit);
     if (name == "lock_ms")
-        return milliseconds(value, 1, url.lockLimit) ? "" : "takes milliseconds, from 1 to a day";
+        return milliseconds(value, 1, url.lockLimit);
     if (name == "statement_ms")
-        return milliseconds(value, 0, url.statementLimit) ? "" : "takes milliseconds, from 0 (no limit) to a day";
-    if (name == "journal") {
-        if (value != "wal" && value != "truncate")
-            return "takes wal or truncate";
-        url.engineOptions[name] = value;
-        return "";
-    }
+        return milliseconds(value, 0, url.statementLimit);
     if (name == "key") {
         url.keyPath = value;
         return value.empty() ? "takes a path" : "";
     }
-    return "is not an option of sqlite: URLs; those are pool, pool_ms, lock_ms, statement_ms, journal, key";
+    if (name == "connect_ms")
+        return milliseconds(value, 1, url.connectLimit);
+    return std::nullopt;
 }
 
-} // namespace
+std::string optionError(const UrlOption& option, const std::string& wrong) {
+    return "the database URL's option '" + option.name + "' " + wrong;
+}
 
-bool DatabaseUrl::parse(const std::string& url, DatabaseUrl& parsed, std::string& error) {
-    constexpr std::string_view kScheme = "sqlite:";
-    if (url.compare(0, kScheme.size(), kScheme) != 0) {
-        error = "the database URL must begin with sqlite:";
-        return false;
-    }
-    DatabaseUrl result;
-    const std::size_t question = url.find('?');
-    result.path = decoded(std::string_view(url).substr(0, question).substr(kScheme.size()));
-    if (result.path.empty() || result.path == ":memory:" || result.path.find('\0') != std::string::npos) {
+bool parseSqliteUrl(std::string_view rest, DatabaseUrl& url, std::string& error) {
+    const std::size_t question = rest.find('?');
+    url.path = percentDecoded(rest.substr(0, question));
+    if (url.path.empty() || url.path == ":memory:" || url.path.find('\0') != std::string::npos) {
         error = "the database URL names no file: write sqlite:PATH";
         return false;
     }
-    std::string_view options = question == std::string::npos ? "" : std::string_view(url).substr(question + 1);
-    while (!options.empty()) {
-        const std::string_view option = options.substr(0, options.find('&'));
-        options.remove_prefix(option.size() < options.size() ? option.size() + 1 : option.size());
-        const std::size_t equals = option.find('=');
-        const std::string name = decoded(option.substr(0, equals));
-        const std::string value = equals == std::string_view::npos ? "" : decoded(option.substr(equals + 1));
-        const std::string wrong = setOption(result, name, value);
+    for (const auto& option : urlOptions(question == std::string_view::npos ? "" : rest.substr(question + 1))) {
+        std::string wrong;
+        if (option.name == "journal") {
+            url.engineOptions[option.name] = option.value;
+            wrong = option.value == "wal" || option.value == "truncate" ? "" : "takes wal or truncate";
+        } else if (const auto common = setCommonOption(url, option)) {
+            wrong = *common;
+        } else {
+            wrong = "is not an option of sqlite: URLs; those are pool, pool_ms, connect_ms, lock_ms, statement_ms, "
+                    "journal, key";
+        }
         if (!wrong.empty()) {
-            error = "the database URL's option '" + name + "' " + wrong;
+            error = optionError(option, wrong);
             return false;
         }
     }
-    result.name = result.path;
-    if (result.keyPath.empty())
-        result.keyPath = result.path + ".key";
-    parsed = result;
+    url.name = url.path;
+    if (url.keyPath.empty())
+        url.keyPath = url.path + ".key";
     return true;
+}
+
+bool DatabaseUrl::parse(const std::string& url, DatabaseUrl& parsed, std::string& error) {
+    struct Scheme {
+        std::string_view prefix;
+        Engine engine;
+        bool (*parse)(std::string_view, DatabaseUrl&, std::string&);
+    };
+    constexpr Scheme kSchemes[] = {{"sqlite:", Engine::kSqlite, &parseSqliteUrl},
+                                   {"postgresql://", Engine::kPostgres, &parsePostgresUrl},
+                                   {"postgres://", Engine::kPostgres, &parsePostgresUrl}};
+    for (const auto& scheme : kSchemes) {
+        if (!url.starts_with(scheme.prefix))
+            continue;
+        DatabaseUrl result;
+        result.engine = scheme.engine;
+        if (!scheme.parse(std::string_view(url).substr(scheme.prefix.size()), result, error))
+            return false;
+        parsed = result;
+        return true;
+    }
+    error = "the database URL must begin with sqlite: or postgresql://";
+    return false;
 }
 
 } // namespace hubdb

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,13 +9,12 @@
 
 namespace hubdb {
 
+struct ProcedureText;
 struct TableText;
 
-/// What an upgrade from a version does to the data, before the tables are brought to the shape that is declared.
-struct UpgradeStep {
-    int from;
-    const char* script;
-};
+/// The ends of the names of the rules that keep a text within its width and a number within its range.
+inline constexpr const char* kWidthRule = "_width";
+inline constexpr const char* kRangeRule = "_range";
 
 /// How one engine says what the schema needs. The writer knows no engine beyond this.
 struct Dialect {
@@ -37,11 +35,18 @@ struct Dialect {
     const char* bytes;
     const char* integrity; ///< "ok", else rows that each tell a fault
 
+    /// What follows stands for functions of a server's; null where the engine has none.
+    /// A function's signature, "integer, text returns TABLE(id integer)", and the script that makes it anew.
+    std::string (*functionSignature)(const OVDBRowDeclaration& procedure, const ProcedureText& text);
+    std::string (*functionBody)(const ProcedureText& text);
+    std::string (*createFunction)(const OVDBRowDeclaration& procedure, const ProcedureText& text);
+    const char* liveFunctions; ///< query of rows of (name, signature, body)
+    /// Grants what the application needs of all that is made from now on.
+    std::string (*grantTo)(const std::string& role);
+
     /// Brings a table to its declared shape; its rows, its numbering and what else stands on it stay. `columns` are
     /// those that it has already.
     int (*rebuild)(Connection& connection, const TableText& table, const std::vector<std::string>& columns);
-    /// In the order of their versions. A database older than the first cannot be upgraded.
-    std::span<const UpgradeStep> upgrades;
 };
 
 } // namespace hubdb

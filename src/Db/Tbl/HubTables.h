@@ -14,18 +14,25 @@
 #include "Db/Tbl/APP_iDAType.h"
 #include "Db/Tbl/ArchGroup.h"
 #include "Db/Tbl/ArchPipeConfig.h"
+#include "Db/Tbl/GetClientAndOSInfo.h"
+#include "Db/Tbl/GetEntitiesIds.h"
 #include "Db/Tbl/HubSchema.h"
 #include "Db/Tbl/JMActivityControl.h"
+#include "Db/Tbl/JMCheckUserJobVisibilityV2.h"
+#include "Db/Tbl/JMGetRunningJobSummaryVSDK.h"
 #include "Db/Tbl/JMJobEntity.h"
 #include "Db/Tbl/JMJobInfo.h"
 #include "Db/Tbl/JMJobStats.h"
 #include "Db/Tbl/MMHost.h"
 #include "Db/Tbl/SMVolume.h"
+#include "Db/Tbl/Sec_VSDKMaintenance.h"
+#include "Db/Tbl/SimGetOSType.h"
 #include "Db/Tbl/SimOperatingSystem.h"
 #include "Db/Tbl/UMJobVisibility.h"
 #include "Db/Tbl/UMUsers.h"
 #include "Db/Tbl/UMVSDKSessions.h"
 #include "Db/Tbl/ZXGlobalParam.h"
+#include "db/HubSchema.h"
 
 /// The tables of the hub database.
 inline constexpr std::array kHubTables{
@@ -38,3 +45,11 @@ inline constexpr std::array kHubTables{
     &SMVolume_t2::kRow,         &SimOperatingSystem_t2::kRow, &UMJobVisibility_t2::kRow,
     &UMUsers_t2::kRow,          &UMVSDKSessions_t2::kRow,     &ZXGlobalParam_t2::kRow,
 };
+
+/// Its procedures and cursor queries.
+inline constexpr std::array kHubProcedures{
+    &GetClientAndOSInfo_t2::kRow,         &GetEntitiesIds_t2::kRow,      &JMCheckUserJobVisibilityV2_t2::kRow,
+    &JMGetRunningJobSummaryVSDK_t2::kRow, &Sec_VSDKMaintenance_t2::kRow, &SimGetOSType_t2::kRow,
+};
+
+inline constexpr hubdb::SchemaObjects kHubObjects{kHubTables, kHubProcedures};

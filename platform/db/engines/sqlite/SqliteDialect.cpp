@@ -24,9 +24,9 @@ std::string columnRule(const OVDBColumn& column) {
 
 /// The indexes and triggers that stand on a table, as a script that makes them again.
 int attachments(Connection& connection, const std::string& table, std::string& script) {
-    const auto statement =
-        connection.prepare("SELECT group_concat(sql, ';') FROM sqlite_schema "
-                           "WHERE tbl_name = ? AND type IN ('index', 'trigger') AND sql IS NOT NULL");
+    const auto statement = connection.prepare("SELECT group_concat(sql, ';') FROM sqlite_schema "
+                                              "WHERE tbl_name = ? AND type IN ('index', 'trigger') AND sql IS NOT NULL",
+                                              StatementUse::kOneRow);
     if (statement == nullptr)
         return connection.error().status;
     const std::array values{Value::ofText(table)};
@@ -57,13 +57,6 @@ int rebuild(Connection& connection, const TableText& table, const std::vector<st
                                 table.name + ";" + attached);
 }
 
-constexpr std::array kUpgrades{
-    // Tokens became unique; a session without one, or with one that a later session has too, cannot be told apart.
-    UpgradeStep{1, "DELETE FROM UMVSDKSessions WHERE GUID IS NULL OR GUID = '' OR EXISTS "
-                   "(SELECT 1 FROM UMVSDKSessions later WHERE later.GUID = UMVSDKSessions.GUID AND "
-                   "later.id > UMVSDKSessions.id)"},
-};
-
 } // namespace
 
 const Dialect kSqliteDialect{
@@ -82,8 +75,12 @@ const Dialect kSqliteDialect{
     "PRAGMA journal_mode",
     "SELECT page_count * page_size FROM pragma_page_count, pragma_page_size",
     "PRAGMA integrity_check(20)",
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
+    nullptr,
     &rebuild,
-    kUpgrades,
 };
 
 } // namespace hubdb

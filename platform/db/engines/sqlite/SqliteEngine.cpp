@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "db/engines/RowReader.h"
@@ -171,13 +173,15 @@ class SqliteConnection : public Connection {
 
     bool open(EngineError& error);
 
-    std::unique_ptr<Statement> prepare(const std::string& sql) override;
+    std::unique_ptr<Statement> prepare(const std::string& sql, StatementUse use) override;
     std::string callText(const OVDBRowDeclaration& declaration, std::size_t inputs) override;
     int begin(TransactionKind kind) override;
     int commit() override;
     int rollback() override;
     bool inTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
+    bool isBroken() const override { return false; }
     int runScript(const std::string& sql) override;
+    std::unique_ptr<BulkWriter> bulkWriter() override;
     const EngineError& error() const override { return error_; }
 
     /// Remembers why the last call failed, in SQLite's words for it unless others are given. Its class.
@@ -418,7 +422,7 @@ int SqliteConnection::onProgress(void* self) {
     return connection.watch_ != nullptr && connection.watch_->passed(connection.url_.statementLimit) ? 1 : 0;
 }
 
-std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql) {
+std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql, StatementUse /*use*/) {
     sqlite3_stmt* statement = nullptr;
     const char* rest = "";
     const int code = sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
@@ -459,10 +463,11 @@ int SqliteConnection::enterQueue(bool& entered) {
 
 int SqliteConnection::begin(TransactionKind kind) {
     bool entered = false;
-    if (kind == TransactionKind::kWrite)
+    const bool writes = kind != TransactionKind::kRead;
+    if (writes)
         if (const int status = enterQueue(entered); status != kDbOk)
             return status;
-    const int status = runScript(kind == TransactionKind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
+    const int status = runScript(writes ? "BEGIN IMMEDIATE" : "BEGIN");
     if (status != kDbOk) {
         leaveQueue(entered);
         return status;
@@ -507,6 +512,52 @@ int SqliteConnection::runScript(const std::string& sql) {
     const int code = sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr);
     watch(nullptr);
     return code == SQLITE_OK ? kDbOk : fail(code);
+}
+
+/// One kept statement for each table and set of columns. The engine numbers rows behind the highest serial it has seen.
+class SqliteBulkWriter : public BulkWriter {
+  public:
+    explicit SqliteBulkWriter(SqliteConnection& connection) : connection_(connection) {}
+
+    int add(const OVDBRowDeclaration& table, std::uint64_t given, std::span<const Value> values) override {
+        constexpr std::size_t kStatementsMax = 256;
+        if (statements_.size() >= kStatementsMax)
+            statements_.clear();
+        auto& statement = statements_[{&table, given}];
+        if (statement == nullptr)
+            statement = connection_.prepare(insertText(table, given), StatementUse::kWrite);
+        if (statement == nullptr)
+            return connection_.error().status;
+        const int status = statement->execute(values);
+        statement->finish();
+        return status < 0 ? status : kDbOk;
+    }
+    int finish() override {
+        statements_.clear();
+        return kDbOk;
+    }
+    BulkFault fault() const override { return {}; }
+
+  private:
+    static std::string insertText(const OVDBRowDeclaration& table, std::uint64_t given) {
+        std::string columns;
+        std::string places;
+        for (std::size_t i = 0; i < table.columns.size(); ++i) {
+            if ((given >> i & 1U) == 0)
+                continue;
+            columns += (columns.empty() ? "" : ", ") + std::string(table.columns[i].name);
+            places += places.empty() ? "?" : ", ?";
+        }
+        const std::string target = std::string("INSERT INTO ") + table.object;
+        return given == 0 ? target + " DEFAULT VALUES" : target + " (" + columns + ") VALUES (" + places + ")";
+    }
+
+    SqliteConnection& connection_;
+    std::map<std::pair<const OVDBRowDeclaration*, std::uint64_t>, std::unique_ptr<Statement>> statements_;
+};
+
+std::unique_ptr<BulkWriter> SqliteConnection::bulkWriter() {
+    return std::make_unique<SqliteBulkWriter>(*this);
 }
 
 } // namespace
@@ -556,7 +607,7 @@ bool SqliteEngine::forkedChildMayConnect(bool idle) const {
 
 SqliteEngine::SqliteEngine(DatabaseUrl url) : url_(std::move(url)) {}
 
-std::unique_ptr<Connection> SqliteEngine::open(EngineError& error) {
+std::unique_ptr<Connection> SqliteEngine::open(EngineError& error, RoundTrips* /*none*/) {
     auto connection = std::make_unique<SqliteConnection>(url_, writers_);
     if (!connection->open(error))
         return nullptr;

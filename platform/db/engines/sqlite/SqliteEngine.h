@@ -32,7 +32,7 @@ class SqliteEngine : public Engine {
   public:
     explicit SqliteEngine(DatabaseUrl url);
 
-    std::unique_ptr<Connection> open(EngineError& error) override;
+    std::unique_ptr<Connection> open(EngineError& error, RoundTrips* roundTrips) override;
     const Dialect& dialect() const override;
     bool isMissing() const override;
     void remove(bool onlyEmpty) noexcept override;

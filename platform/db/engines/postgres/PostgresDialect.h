@@ -1,0 +1,9 @@
+#pragma once
+
+#include "db/engines/Dialect.h"
+
+namespace hubdb {
+
+extern const Dialect kPostgresDialect;
+
+} // namespace hubdb
