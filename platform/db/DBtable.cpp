@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
+#include <sstream>
+#include <strings.h>
 #include <utility>
 
 #include "db/DBtran.h"
@@ -47,6 +49,29 @@ std::string joined(const std::vector<std::string>& parts, const char* between) {
     std::string text;
     for (const auto& part : parts)
         text += (text.empty() ? "" : between) + part;
+    return text;
+}
+
+/// An order of columns with NULL as the least value, whatever the engine would do by itself. The columns of a key,
+/// which are never NULL, are left as they are: their index serves the order.
+std::string orderedByColumns(const OVDBRowDeclaration& declaration, std::string_view columns) {
+    const auto isKey = [&declaration](const std::string& name) {
+        return std::ranges::any_of(declaration.keys, [&name](const OVDBColumn* key) {
+            return key != nullptr && strcasecmp(key->name, name.c_str()) == 0;
+        });
+    };
+    std::string text;
+    while (!columns.empty()) {
+        const std::string_view term = columns.substr(0, columns.find(','));
+        columns.remove_prefix(std::min(term.size() + 1, columns.size()));
+        std::istringstream words{std::string(term)};
+        std::string name;
+        std::string direction;
+        words >> name >> direction;
+        (text += text.empty() ? "" : ", ") += term;
+        if (!isKey(name))
+            text += strcasecmp(direction.c_str(), "DESC") == 0 ? " NULLS LAST" : " NULLS FIRST";
+    }
     return text;
 }
 
@@ -259,7 +284,8 @@ std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connect
     case Operation::kReadAll:
         break;
     }
-    const std::string order = order_ == nullptr ? joined(keyNames(), ", ") : order_->text();
+    const std::string order =
+        order_ == nullptr ? joined(keyNames(), ", ") : orderedByColumns(declaration_, order_->text());
     return std::string("SELECT ") + declaration_.columnList + " FROM " + object + filter() +
            (order.empty() ? "" : " ORDER BY " + order) + (operation == Operation::kReadOne ? " LIMIT 1" : "");
 }

@@ -16,7 +16,7 @@
 #include "support/HubEngine.h"
 #include "support/LogLines.h"
 
-/// What every engine must do, in both binding modes. To run it on one more engine, add its maker to everyEngine().
+/// What every engine must do, in both binding modes. To run it on one more engine, add it to kEngines.
 class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEngine, bool>> {
   protected:
     void SetUp() override {
@@ -101,15 +101,25 @@ class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEn
     std::uint64_t statements_ = 0;
 };
 
+struct NamedEngine {
+    support::MakeHubEngine make;
+    const char* name;
+};
+inline constexpr NamedEngine kEngines[] = {{&support::makeSqliteHub, "Sqlite"},
+                                           {&support::makeSqliteWalHub, "SqliteWal"},
+                                           {&support::makePostgresHub, "Postgres"},
+                                           {&support::makePooledPostgresHub, "PooledPostgres"}};
+
 inline auto everyEngine() {
-    return ::testing::Values(&support::makeSqliteHub, &support::makeSqliteWalHub, &support::makePostgresHub);
+    std::vector<support::MakeHubEngine> makers;
+    for (const auto& engine : kEngines)
+        makers.push_back(engine.make);
+    return ::testing::ValuesIn(makers);
 }
 template <class Parameter> std::string engineName(const Parameter& test) {
-    const auto maker = std::get<support::MakeHubEngine>(test.param);
-    return std::string(maker == &support::makePostgresHub    ? "Postgres"
-                       : maker == &support::makeSqliteWalHub ? "SqliteWal"
-                                                             : "Sqlite") +
-           (std::get<bool>(test.param) ? "Typed" : "Printf");
+    const auto* const engine =
+        std::ranges::find(kEngines, std::get<support::MakeHubEngine>(test.param), &NamedEngine::make);
+    return std::string(engine->name) + (std::get<bool>(test.param) ? "Typed" : "Printf");
 }
 
 /// Defines a suite of engine tests and runs it on every engine in the given binding modes.

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "Db/Tbl/HubTables.h"
@@ -36,6 +37,11 @@ class SqliteHub : public HubEngine {
         return answer;
     }
 
+    void clear() const override {
+        for (const char* file : {"", "-journal", "-wal", "-shm", ".key"})
+            std::filesystem::remove(path_ + file);
+    }
+
     std::shared_ptr<void> lock() const override {
         auto holder = open();
         execute(*holder, "BEGIN EXCLUSIVE", nullptr);
@@ -66,10 +72,11 @@ class SqliteHub : public HubEngine {
     }
 
     static void execute(sqlite3& database, const std::string& sql, std::string* answer) {
-        const auto keep = [](void* out, int, char** values, char**) {
+        const auto keep = [](void* out, int columns, char** values, char**) {
             if (out != nullptr) {
                 auto& text = *static_cast<std::string*>(out);
-                (text += text.empty() ? "" : " ") += values[0] == nullptr ? "NULL" : values[0];
+                for (int i = 0; i < columns; ++i)
+                    (text += i > 0 ? "|" : text.empty() ? "" : " ") += values[i] == nullptr ? "NULL" : values[i];
             }
             return 0;
         };

@@ -15,8 +15,10 @@ class HubEngine {
     virtual std::string url(const std::string& options = "") const = 0;
     /// Runs statements over a connection of their own. Throws std::runtime_error with the engine's words.
     virtual void run(const std::string& sql) const = 0;
-    /// The first column of the rows that a query finds, a blank between two; "NULL" for NULL.
+    /// The rows that a query finds, a blank between two, and | between their columns; "NULL" for NULL.
     virtual std::string ask(const std::string& sql) const = 0;
+    /// Takes the whole database away: what is left is where one can be created.
+    virtual void clear() const = 0;
     /// Keeps everybody else from writing while the result lives.
     virtual std::shared_ptr<void> lock() const = 0;
 
@@ -43,6 +45,8 @@ std::unique_ptr<HubEngine> makeSqliteHub();
 std::unique_ptr<HubEngine> makeSqliteWalHub();
 /// On the tests' own server; throws NoServer when there is none.
 std::unique_ptr<HubEngine> makePostgresHub();
+/// The same through pgbouncer in transaction mode.
+std::unique_ptr<HubEngine> makePooledPostgresHub();
 
 class NoServer : public std::runtime_error {
   public:

@@ -2,60 +2,32 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
 #include <map>
 
 #include "Db/Tbl/HubTables.h"
 #include "support/HubEngine.h"
+#include "support/PostgresServer.h"
 
 namespace support {
 
 namespace {
 
-using Server = std::shared_ptr<PGconn>;
-
-std::string execute(PGconn& server, const std::string& sql) {
-    const std::unique_ptr<PGresult, void (*)(PGresult*)> result(PQexec(&server, sql.c_str()), &PQclear);
-    const auto status = PQresultStatus(result.get());
-    if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK)
-        throw std::runtime_error(PQerrorMessage(&server) + (": " + sql));
-    std::string answer;
-    for (int row = 0; row < PQntuples(result.get()); ++row)
-        (answer += row == 0 ? "" : " ") +=
-            PQgetisnull(result.get(), row, 0) != 0 ? "NULL" : PQgetvalue(result.get(), row, 0);
-    return answer;
-}
-
-Server connect(const std::string& url) {
-    Server server(PQconnectdb(url.c_str()), &PQfinish);
-    if (PQstatus(server.get()) != CONNECTION_OK)
-        throw std::runtime_error(PQerrorMessage(server.get()));
-    PQsetNoticeProcessor(
-        server.get(), [](void*, const char*) {}, nullptr);
-    return server;
-}
-
-/// Databases of the tests' server. Its URL stands in a file of the directory that the environment names.
+/// Databases of the tests' server, reached through pgbouncer or not.
 class PostgresHub : public HubEngine {
   public:
-    PostgresHub() {
-        const char* const directory = std::getenv("VSDK_TEST_POSTGRES_DIR");
-        std::string adminUrl;
-        if (directory == nullptr || !std::getline(std::ifstream(std::string(directory) + "/url"), adminUrl))
+    explicit PostgresHub(bool pooled) {
+        if (sharedPostgres() == nullptr)
             throw NoServer("no PostgreSQL server: run the tests with ctest, or see scripts/postgres");
-        const std::size_t question = adminUrl.find('?');
-        authority_ = adminUrl.substr(0, adminUrl.rfind('/', question) + 1);
-        parameters_ = adminUrl.substr(question);
-        admin_ = connect(adminUrl);
+        if (pooled)
+            pool_ = std::make_unique<PgBouncer>(server_);
         static int count = 0;
         name_ = "vsdk_test_" + std::to_string(getpid()) + "_" + std::to_string(++count);
         makeTemplate();
-        execute(*admin_, "CREATE DATABASE " + name_ + " TEMPLATE vsdk_template");
+        server_.run("CREATE DATABASE " + name_ + " TEMPLATE vsdk_template");
     }
     ~PostgresHub() override {
         try {
-            execute(*admin_, "DROP DATABASE " + name_ + " WITH (FORCE)");
+            drop();
         } catch (const std::runtime_error&) {
             (void)0; // it goes with its server
         }
@@ -64,13 +36,20 @@ class PostgresHub : public HubEngine {
     PostgresHub& operator=(const PostgresHub&) = delete;
 
     std::string url(const std::string& options) const override {
-        return urlOf(name_) + (options.empty() ? "" : "&" + options);
+        return (pool_ == nullptr ? server_.url(name_) : pool_->url(name_) + "&prepared=off") +
+               (options.empty() ? "" : "&" + options);
     }
-    void run(const std::string& sql) const override { execute(*connect(url("")), sql); }
-    std::string ask(const std::string& sql) const override { return execute(*connect(url("")), sql); }
+    void run(const std::string& sql) const override { server_.run(sql, name_); }
+    std::string ask(const std::string& sql) const override { return server_.ask(sql, name_); }
+    void clear() const override {
+        drop();
+        server_.run("CREATE DATABASE " + name_ + " ENCODING 'UTF8' TEMPLATE template0");
+    }
     std::shared_ptr<void> lock() const override {
-        auto holder = connect(url(""));
-        execute(*holder, "BEGIN; LOCK TABLE ZXGlobalParam IN SHARE ROW EXCLUSIVE MODE");
+        std::shared_ptr<PGconn> holder(PQconnectdb(server_.url(name_).c_str()), &PQfinish);
+        PQclear(PQexec(holder.get(), "BEGIN; LOCK TABLE ZXGlobalParam IN SHARE ROW EXCLUSIVE MODE"));
+        if (PQtransactionStatus(holder.get()) != PQTRANS_INTRANS)
+            throw std::runtime_error(PQerrorMessage(holder.get()));
         return holder;
     }
     Traits traits() const override { return {false, false, true, true}; }
@@ -101,33 +80,43 @@ class PostgresHub : public HubEngine {
     std::string failing() const override { return "(1 / (version - version))::text"; }
 
   private:
-    std::string urlOf(const std::string& database) const { return authority_ + database + parameters_; }
-
+    void drop() const { server_.run("DROP DATABASE " + name_ + " WITH (FORCE)"); }
     /// Once for all tests: copying a database is quicker than making its schema.
-    void makeTemplate() {
-        execute(*admin_, "SELECT pg_advisory_lock(1)");
-        if (execute(*admin_, "SELECT datname FROM pg_database WHERE datname = 'vsdk_template'").empty()) {
-            execute(*admin_, "CREATE DATABASE vsdk_unfinished ENCODING 'UTF8' TEMPLATE template0");
-            hubdb::DatabaseUrl where;
-            std::string error;
-            if (!hubdb::DatabaseUrl::parse(urlOf("vsdk_unfinished"), where, error) ||
-                hubdb::createSchema(where, kHubObjects, error) != kDbOk)
-                throw std::runtime_error(error);
-            execute(*admin_, "ALTER DATABASE vsdk_unfinished RENAME TO vsdk_template");
+    void makeTemplate() const {
+        const auto exists = [this] {
+            return !server_.ask("SELECT datname FROM pg_database WHERE datname = 'vsdk_template'").empty();
+        };
+        if (exists())
+            return;
+        const std::string draft = name_ + "_draft";
+        server_.run("CREATE DATABASE " + draft + " ENCODING 'UTF8' TEMPLATE template0");
+        hubdb::DatabaseUrl where;
+        std::string error;
+        if (!hubdb::DatabaseUrl::parse(server_.url(draft), where, error) ||
+            hubdb::createSchema(where, kHubObjects, error) != kDbOk)
+            throw std::runtime_error(error);
+        try {
+            server_.run("ALTER DATABASE " + draft + " RENAME TO vsdk_template");
+        } catch (const std::runtime_error&) {
+            server_.run("DROP DATABASE " + draft);
+            if (!exists()) // else another test was quicker
+                throw;
         }
-        execute(*admin_, "SELECT pg_advisory_unlock(1)");
     }
 
-    std::string authority_;  ///< the URL up to the database's name
-    std::string parameters_; ///< behind it
+    const PostgresEndpoint& server_ = *sharedPostgres();
+    std::unique_ptr<PgBouncer> pool_;
     std::string name_;
-    Server admin_;
 };
 
 } // namespace
 
 std::unique_ptr<HubEngine> makePostgresHub() {
-    return std::make_unique<PostgresHub>();
+    return std::make_unique<PostgresHub>(false);
+}
+
+std::unique_ptr<HubEngine> makePooledPostgresHub() {
+    return std::make_unique<PostgresHub>(true);
 }
 
 } // namespace support

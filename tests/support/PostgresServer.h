@@ -22,7 +22,7 @@ class PostgresEndpoint {
 
     /// Runs statements over a connection of their own and, unless they say otherwise, in one transaction.
     void run(const std::string& sql, const std::string& database = "postgres") const;
-    /// The first column of the rows that the last of them finds, a blank between two; "NULL" for NULL.
+    /// The rows that the last of them finds, a blank between two, and | between their columns; "NULL" for NULL.
     std::string ask(const std::string& sql, const std::string& database = "postgres") const;
 
     static constexpr auto kSuperuser = "hub_admin";

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -65,6 +66,12 @@ spdlog::level::level_enum spdlogLevel(int level) {
 }
 
 } // namespace
+
+void prepareProcess() {
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const char* variable : {"PGSERVICE", "PGTZ", "PGDATESTYLE", "PGGEQO"})
+        unsetenv(variable);
+}
 
 const char* version() {
     return VSDK_VERSION;

@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -159,7 +158,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN); // a reader that leaves is a failed write like any other
+    tools::prepareProcess();
     try {
         return run(argc, argv);
     } catch (const std::exception& unexpected) { // no memory, for one

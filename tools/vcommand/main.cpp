@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -136,8 +135,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // A reader that leaves is a failed write like any other.
-    std::signal(SIGPIPE, SIG_IGN);
+    tools::prepareProcess();
     try {
         return run(argc, argv);
     } catch (const std::exception& unexpected) {

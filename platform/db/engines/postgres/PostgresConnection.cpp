@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "db/engines/postgres/PostgresBulkWriter.h"
 #include "db/engines/postgres/PostgresHosts.h"
@@ -22,6 +23,10 @@ using Milliseconds = std::chrono::milliseconds;
 
 /// How much longer than the server the connection's own clock waits: the server's answer may be under way.
 constexpr Milliseconds kGrace{500};
+
+/// The server's codes for a prepared statement that it has not, and for one whose result is another one now.
+constexpr std::string_view kForgotten = "26000";
+constexpr std::string_view kChanged = "0A000";
 
 /// What the server says, in one line.
 std::string oneLine(std::string_view words) {
@@ -282,7 +287,7 @@ int PostgresConnection::failWith(const PGresult* failure, StatementUse use, bool
     if (status == kDbTimedOut && url_.statementLimit.count() > 0)
         error_.words = "the statement ran longer than " + std::to_string(url_.statementLimit.count()) +
                        " ms, or was cancelled: " + error_.words;
-    if (statementIsStale() && within)
+    if ((sqlState == kForgotten || sqlState == kChanged) && within)
         status = error_.status = kDbSerialization; // the tables changed under the transaction: it may run again
     stale_ = stale_ || status == kDbReadOnly;
     return status;
@@ -295,14 +300,10 @@ int PostgresConnection::abandon(StatementUse use) {
                     " ms: the connection was given up");
 }
 
-bool PostgresConnection::statementIsStale() const {
-    return sqlState_ == "26000" || sqlState_ == "0A000";
-}
-
-bool PostgresConnection::isDeadWhileIdle() {
+bool PostgresConnection::isDead() {
     PGconn* const connection = connection_.get();
-    if (lost_ || PQtransactionStatus(connection) != PQTRANS_IDLE)
-        return lost_;
+    if (lost_)
+        return true;
     if (!pollUntil(PQsocket(connection), POLLIN, {}))
         return false;
     // Something came unasked: a notice, or the connection's end.
@@ -332,7 +333,7 @@ int PostgresConnection::run(const PostgresCommand& command, StatementUse use, Po
         const PostgresCommand commands[] = {{nullptr, limits.c_str(), nullptr}, command};
         return runTogether(commands, use, answer);
     }
-    if (use == StatementUse::kWrite && isDeadWhileIdle()) {
+    if (use == StatementUse::kWrite && isDead()) {
         fail(kDbConnectionLost, "the connection was closed by the server");
         error_.unsent = true;
         return error_.status;
@@ -349,7 +350,7 @@ int PostgresConnection::run(const PostgresCommand& command, StatementUse use, Po
 
 int PostgresConnection::runTogether(std::span<const PostgresCommand> commands, StatementUse use,
                                     PostgresResult& answer) {
-    if (isDeadWhileIdle()) {
+    if (isDead()) {
         fail(kDbConnectionLost, "the connection was closed by the server");
         error_.unsent = true;
         return error_.status;
@@ -369,7 +370,7 @@ int PostgresConnection::runTogether(std::span<const PostgresCommand> commands, S
 }
 
 int PostgresConnection::simple(const std::string& sql, StatementUse use, Answer& answer) {
-    if (isDeadWhileIdle())
+    if (isDead())
         return fail(kDbConnectionLost, "the connection was closed by the server");
     if (PQsendQuery(connection_.get(), sql.c_str()) == 0)
         return sendFailed();
@@ -387,29 +388,39 @@ std::string PostgresConnection::limitsInBand() const {
 
 // ---- prepared statements
 
-std::string PostgresConnection::parse(const std::string& sql, const PostgresParameters& parameters, bool anew) {
+std::string PostgresConnection::parse(const std::string& sql, const PostgresParameters& parameters) {
     forgetStatements();
     // The name tells the text, so that one that is there already under it is the same.
-    const std::string name = "vsdk_" + std::to_string(std::hash<std::string>{}(sql + '\0' + parameters.typeText()));
-    if (lost_ || isDeadWhileIdle()) {
+    const std::string name = "vsdk_" + std::to_string(std::hash<std::string>{}(sql + '\0' + parameters.typeText())) +
+                             "_" + std::to_string(generation_);
+    if (held_.contains(name) || std::erase(unheld_, name) > 0)
+        return name;
+    if (isDead()) {
         fail(kDbConnectionLost, "the connection was closed by the server");
         error_.unsent = true;
         return "";
     }
-    if (anew)
-        (void)runScript("DEALLOCATE " + name); // the server may have forgotten it, or keep what is stale
-    else if (held_.contains(name) || std::erase(unheld_, name) > 0)
-        return name;
     Answer answer;
     if (PQsendPrepare(connection_.get(), name.c_str(), sql.c_str(), parameters.count(), parameters.types()) == 0) {
         sendFailed();
         return "";
     }
-    if (const int status = collect(StatementUse::kOneRow, 0, answer); status != kDbOk && sqlState_ != "42P05") {
+    constexpr std::string_view kThereAlready = "42P05";
+    if (const int status = collect(StatementUse::kOneRow, 0, answer); status != kDbOk && sqlState_ != kThereAlready) {
         error_.unsent = status == kDbConnectionLost;
         return "";
     }
     return name;
+}
+
+bool PostgresConnection::statementIsStale() {
+    const bool forgotten = sqlState_ == kForgotten;
+    const bool stale = forgotten || sqlState_ == kChanged;
+    if (stale)
+        ++generation_; // what else it prepared is likely to have gone the same way
+    if (forgotten)
+        held_.clear();
+    return stale;
 }
 
 void PostgresConnection::letGo(const std::string& name) noexcept {
@@ -423,13 +434,8 @@ void PostgresConnection::letGo(const std::string& name) noexcept {
 void PostgresConnection::forgetStatements() {
     if (unheld_.empty() || lost_ || inTransaction())
         return; // within a transaction a failure would cost all of it
-    std::string script;
-    for (const auto& name : unheld_)
-        if (!held_.contains(name))
-            script += "DEALLOCATE " + name + ";";
-    unheld_.clear();
-    if (!script.empty())
-        (void)runScript(script);
+    for (const auto& name : std::exchange(unheld_, {}))
+        (void)runScript("DEALLOCATE " + name);
 }
 
 std::string PostgresConnection::callText(const OVDBRowDeclaration& declaration, std::size_t inputs) {
@@ -536,6 +542,8 @@ int PostgresConnection::commit() {
         rollback();
         return fail(kDbTransactionFailed, "the database had rolled the transaction back");
     }
+    if (isDead())
+        return fail(kDbConnectionLost, "the connection was closed by the server before the commit was sent");
     const bool told = writing_ && !incarnation_.empty();
     PGconn* const connection = connection_.get();
     // The transaction's id comes with an answer of its own, before the commit's: it is there when that is lost.

@@ -78,8 +78,7 @@ class PostgresConnection : public Connection {
     /// Runs several in one round trip, as one transaction, and keeps the last one's result.
     int runTogether(std::span<const PostgresCommand> commands, StatementUse use, PostgresResult& answer);
     /// Has the server parse a statement under the name that its text and types give it. The name, empty on failure.
-    /// `anew`: what it has under the name is of no use any more.
-    std::string parse(const std::string& sql, const PostgresParameters& parameters, bool anew = false);
+    std::string parse(const std::string& sql, const PostgresParameters& parameters);
     /// One more, or one less, statement object uses the name; the server forgets it some time after the last.
     void hold(const std::string& name) { ++held_[name]; }
     void letGo(const std::string& name) noexcept;
@@ -91,8 +90,11 @@ class PostgresConnection : public Connection {
     std::string newCursorName() { return "vsdk_c" + std::to_string(++cursors_); }
     /// Remembers a failure that is no answer of the server. Its class.
     int fail(int status, const std::string& words);
-    /// Whether the last failure is that of a prepared statement that the server forgot or whose tables changed.
-    bool statementIsStale() const;
+    /// Whether the last failure is that of a prepared statement that the server forgot or whose tables changed. Then a
+    /// new generation of statements begins.
+    bool statementIsStale();
+    /// Statements prepared under an earlier one are to be prepared again.
+    unsigned generation() const { return generation_; }
 
     // ---- for its bulk writer
 
@@ -136,8 +138,8 @@ class PostgresConnection : public Connection {
     int failWith(const PGresult* failure, StatementUse use, bool answered);
     /// Gives up on a server that does not answer.
     int abandon(StatementUse use);
-    /// Whether the server has closed the idle connection: then nothing needs to be sent to find out.
-    bool isDeadWhileIdle();
+    /// Whether the server has closed the connection meanwhile, found out without sending anything.
+    bool isDead();
     int send(const PostgresCommand& command);
     /// Sends all that libpq has taken.
     bool flush(Clock::time_point deadline);
@@ -163,6 +165,7 @@ class PostgresConnection : public Connection {
     std::string incarnation_;
     std::uint64_t transactionNumber_ = 0;
     std::uint64_t cursors_ = 0;
+    unsigned generation_ = 0;
     std::map<std::string, unsigned> held_; ///< names of prepared statements, and how many objects use each
     std::vector<std::string> unheld_;      ///< those that nobody uses any more
 };

@@ -162,10 +162,8 @@ PostgresStatement::~PostgresStatement() {
 }
 
 int PostgresStatement::execute(std::span<const Value> values) {
-    if (parameters_.set(values) && !name_.empty()) {
-        connection_.letGo(name_);
-        name_.clear();
-    }
+    if (parameters_.set(values))
+        forget();
     if (use_ == StatementUse::kRows && large_)
         return openCursor();
     if (const int status = runPrepared(); status != kDbOk)
@@ -181,27 +179,29 @@ int PostgresStatement::runPrepared() {
         return status == kDbOk ? checkTypes() : status;
     }
     for (bool again = false;; again = true) {
-        const bool fresh = name_.empty() || again;
+        if (generation_ != connection_.generation())
+            forget();
+        const bool fresh = name_.empty();
         if (fresh) {
-            const std::string name = connection_.parse(limited_, parameters_, again);
-            if (name.empty())
-                return connection_.error().status;
+            name_ = connection_.parse(limited_, parameters_);
             if (name_.empty())
-                connection_.hold(name);
-            name_ = name;
+                return connection_.error().status;
+            connection_.hold(name_);
+            generation_ = connection_.generation();
         }
         const int status = connection_.run({name_.c_str(), nullptr, &parameters_}, use_, rows_);
         if (status == kDbOk)
             return fresh ? checkTypes() : (rowCount_ = PQntuples(rows_.get()), kDbOk);
-        if (!connection_.statementIsStale())
+        // A stale one was refused before it did anything. Within a transaction that has cost the transaction.
+        const bool stale = connection_.statementIsStale();
+        if (!stale || again || connection_.inTransaction())
             return status;
-        // It was refused before it did anything. Within a transaction that has cost the transaction.
-        if (again || connection_.inTransaction()) {
-            connection_.letGo(name_);
-            name_.clear();
-            return status;
-        }
     }
+}
+
+void PostgresStatement::forget() {
+    connection_.letGo(name_);
+    name_.clear();
 }
 
 int PostgresStatement::checkTypes() {

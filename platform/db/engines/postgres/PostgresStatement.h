@@ -33,6 +33,7 @@ class PostgresStatement : public Statement {
     static constexpr int kFirstPortion = 256;
 
     int runPrepared();
+    void forget();
     int openCursor();
     int fetchPortion();
     int firstRow();
@@ -44,6 +45,7 @@ class PostgresStatement : public Statement {
     std::string limited_; ///< the text that is prepared: the same, or its first portion
     StatementUse use_;
     std::string name_; ///< on the server, empty before it is prepared
+    unsigned generation_ = 0;
     PostgresParameters parameters_;
     PostgresResult rows_;
     int row_ = 0;
