@@ -152,7 +152,10 @@ bool PostgresConnection::connect(const std::string& conninfo, Clock::time_point 
     if (state == PGRES_POLLING_FAILED) {
         const std::string words = PQerrorMessage(connection);
         const std::string sqlState = connectSqlState(words);
-        error = {sqlState.empty() ? kDbConnectionLost : postgresStatus(sqlState, ""), 0, connectWords(words, sqlState)};
+        int status = sqlState.empty() ? kDbConnectionLost : postgresStatus(sqlState, "");
+        if (PQconnectionNeedsPassword(connection) == 1)
+            status = kDbFailed; // one was asked for, and none is there
+        error = {status, 0, connectWords(words, sqlState)};
         if (words.find("definition of service") != std::string::npos)
             error.words += " (named by the environment's PGSERVICE)";
         return false;
@@ -244,8 +247,8 @@ int PostgresConnection::collect(StatementUse use, int syncs, Answer& answer) {
             answer.failure = std::move(result);
         }
     }
-    if (pipelined && PQstatus(connection) == CONNECTION_OK)
-        PQexitPipelineMode(connection);
+    if (pipelined && PQstatus(connection) == CONNECTION_OK && PQexitPipelineMode(connection) == 0)
+        stale_ = true;
     if (answer.failure != nullptr)
         return failWith(answer.failure.get(), use, answered);
     if (PQstatus(connection) == CONNECTION_BAD)
@@ -356,13 +359,13 @@ int PostgresConnection::runTogether(std::span<const PostgresCommand> commands, S
         return error_.status;
     }
     PGconn* const connection = connection_.get();
-    if (PQenterPipelineMode(connection) == 0)
-        return sendFailed();
+    bool sent = PQenterPipelineMode(connection) == 1;
     for (const auto& command : commands)
-        if (send(command) == 0)
-            return sendFailed();
-    if (PQpipelineSync(connection) == 0)
+        sent = sent && send(command) == 1;
+    if (!sent || PQpipelineSync(connection) == 0) {
+        stale_ = true; // half a pipeline
         return sendFailed();
+    }
     Answer all;
     const int status = collect(use, 1, all);
     answer = std::move(all.last);
@@ -391,8 +394,8 @@ std::string PostgresConnection::limitsInBand() const {
 std::string PostgresConnection::parse(const std::string& sql, const PostgresParameters& parameters) {
     forgetStatements();
     // The name tells the text, so that one that is there already under it is the same.
-    const std::string name = "vsdk_" + std::to_string(std::hash<std::string>{}(sql + '\0' + parameters.typeText())) +
-                             "_" + std::to_string(generation_);
+    std::string name = "vsdk_" + std::to_string(std::hash<std::string>{}(sql + '\0' + parameters.typeText())) + "_" +
+                       std::to_string(generation_);
     if (held_.contains(name) || std::erase(unheld_, name) > 0)
         return name;
     if (isDead()) {
@@ -472,7 +475,7 @@ int PostgresConnection::beginCopy(const std::string& sql) {
 
 int PostgresConnection::sendCopy(const std::string& data) {
     const auto deadline = statementDeadline();
-    if (PQputCopyData(connection_.get(), data.data(), static_cast<int>(data.size())) < 0)
+    if (PQputCopyData(connection_.get(), data.data(), static_cast<int>(data.size())) != 1)
         return sendFailed();
     if (flush(deadline))
         return kDbOk;
@@ -481,7 +484,7 @@ int PostgresConnection::sendCopy(const std::string& data) {
 
 int PostgresConnection::endCopy(std::uint64_t& line) {
     line = 0;
-    if (PQputCopyEnd(connection_.get(), nullptr) < 0)
+    if (PQputCopyEnd(connection_.get(), nullptr) != 1)
         return sendFailed();
     Answer answer;
     const int status = collect(StatementUse::kWrite, 0, answer);
@@ -603,12 +606,14 @@ int PostgresConnection::settleCommit(const std::string& transactionId) {
         if (!first)
             std::this_thread::sleep_for(kBetween);
         EngineError unreachable;
-        const auto other = open(url_, nullptr, unreachable);
-        if (other == nullptr)
-            continue;
-        const std::string there = other->incarnation();
+        DatabaseUrl url = url_;
+        url.connectLimit = std::max(std::chrono::ceil<Milliseconds>(deadline - Clock::now()), kBetween);
+        const auto other = open(url, nullptr, unreachable);
+        const std::string there = other == nullptr ? "" : other->incarnation();
+        if (there.empty())
+            continue; // it may come to be a primary
         if (there.substr(0, there.find(' ')) != incarnation_.substr(0, incarnation_.find(' ')))
-            break; // another database, or one that cannot tell
+            break; // another server
         Answer answer;
         const int status = other->simple(ask, StatementUse::kOneRow, answer);
         const std::string_view outcome =
