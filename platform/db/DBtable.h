@@ -51,8 +51,8 @@ class VSDKPLATFORM_API DBtable {
     /// The filter of the next read, update or delete, without the word WHERE. Forgets the current row and ends a read
     /// that is under way. A form or text that is refused makes the next operation fail.
     void setWhere(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    /// Column names, commas, ASC and DESC. Null for the accessor's own order, its key; empty for none. Texts are ordered
-    /// by their bytes, and NULL comes before every value.
+    /// Column names, commas, ASC and DESC. Null for the accessor's own order, its key; empty for none. Texts are
+    /// ordered by their bytes, and NULL comes before every value.
     void setOrderBy(const char* columns);
 
     /// Changes the current row, or, after setWhere without a read, every matching row; `format` is the text after SET.

@@ -180,6 +180,8 @@ int readLiveSchema(Opened& database, LiveSchema& live) {
 struct TableDifferences {
     bool missing = false;
     std::vector<std::string> shape;
+    std::vector<ColumnChange> columns; ///< those at fault
+    bool key = false;
     std::vector<const IndexText*> indexes;
 };
 
@@ -205,17 +207,22 @@ TableDifferences compare(const TableText& table, const LiveSchema& live) {
     const LiveTable& there = found->second;
     const bool comparable = !there.definition.empty();
     for (const auto& column : table.columns) {
-        const std::string name = table.name + "." + column.name;
         const auto has = there.columns.find(folded(column.name));
+        std::string wrong;
         if (has == there.columns.end())
-            differences.shape.push_back(name + ": the column is missing");
+            wrong = "is missing";
         else if (folded(has->second.second) != folded(column.type))
-            differences.shape.push_back(name + ": the column is of type " + has->second.second + ", not " +
-                                        column.type);
+            wrong = "is of type " + has->second.second + ", not " + column.type;
         else if (comparable && !states(folded(there.definition), folded(column.definition)))
-            differences.shape.push_back(name + ": the column is not defined as \"" + column.definition + "\"");
+            wrong = "is not defined as \"" + column.definition + "\"";
+        if (wrong.empty())
+            continue;
+        const bool type = has != there.columns.end() && folded(has->second.second) != folded(column.type);
+        differences.columns.push_back({&column, type});
+        differences.shape.push_back(table.name + "." + column.name + ": the column " + wrong);
     }
-    if (comparable && !table.key.empty() && !states(folded(there.definition), folded(table.key)))
+    differences.key = comparable && !table.key.empty() && !states(folded(there.definition), folded(table.key));
+    if (differences.key)
         differences.shape.push_back(table.name + ": the table has not the " + table.key);
     if (const std::string end = table.end.substr(1); comparable && !there.definition.ends_with(end))
         differences.shape.push_back(table.name + ": the table does not end with \"" + end + "\"");
@@ -291,18 +298,19 @@ int createFunctions(Opened& database, const std::vector<Function>& functions) {
     return kDbOk;
 }
 
-int rebuildTable(Opened& database, const TableText& table, const LiveTable& there) {
-    std::vector<std::string> columns;
+int rebuildTable(Opened& database, const TableText& table, const LiveTable& there,
+                 const TableDifferences& differences) {
+    TableChanges changes{{}, differences.columns, differences.key};
     for (const auto& [foldedName, live] : there.columns) {
         const auto same = [&name = foldedName](const ColumnText& column) { return folded(column.name) == name; };
         const auto column = std::ranges::find_if(table.columns, same);
         if (column == table.columns.end())
             return database.refuse(kDbBadStatement, table.name + "." + live.first +
                                                         ": the column is not this library's and would be lost");
-        if (!column->generated)
-            columns.push_back(live.first);
+        if (column->mirrors.empty())
+            changes.present.push_back(live.first);
     }
-    const int status = database.dialect().rebuild(database.connection(), table, columns);
+    const int status = database.dialect().rebuild(database.connection(), table, changes);
     return status == kDbOk ? kDbOk : database.fail(status, "the table " + table.name + " cannot be rebuilt");
 }
 
@@ -318,7 +326,7 @@ int reshape(Opened& database, const SchemaObjects& objects) {
         if (found.missing)
             status = createTable(database, table);
         else if (!found.shape.empty())
-            status = rebuildTable(database, table, live.at(folded(table.name)));
+            status = rebuildTable(database, table, live.at(folded(table.name)), found);
         for (const auto* index : found.indexes)
             if (status == kDbOk)
                 status =
@@ -422,16 +430,24 @@ int createSchema(DatabaseUrl url, const SchemaObjects& objects, std::string& err
                 if (!live.empty())
                     return database.refuse(kDbBadStatement, "holds tables already");
                 tableless = true;
-                if (const auto role = url.engineOptions.find("app_role"); role != url.engineOptions.end())
-                    if (const int failed = database.run(database.dialect().grantTo(role->second),
-                                                        "the role " + role->second + " cannot be granted access");
-                        failed != kDbOk)
-                        return failed;
+                const auto role = url.engineOptions.find("app_role");
+                const bool granting = role != url.engineOptions.end();
+                const auto grant = [&](const std::string& script) {
+                    return database.run(script, "the role " + role->second + " cannot be granted access");
+                };
+                if (const int failed = granting ? grant(database.dialect().grantTo(role->second)) : kDbOk;
+                    failed != kDbOk)
+                    return failed;
                 for (const auto* declaration : objects.tables)
                     if (const int failed = createTable(database, writeTable(*declaration, database.dialect()));
                         failed != kDbOk)
                         return failed;
                 if (const int failed = createFunctions(database, declaredFunctions(database.dialect(), objects));
+                    failed != kDbOk)
+                    return failed;
+                if (const int failed =
+                        granting ? grant("REVOKE INSERT, UPDATE, DELETE ON HubSchema FROM \"" + role->second + "\"")
+                                 : kDbOk;
                     failed != kDbOk)
                     return failed;
                 return recordVersion(database, kSchemaVersion);

@@ -17,19 +17,24 @@ bool names(const Extras& extras, const OVDBRowDeclaration& declaration, const OV
 }
 
 ColumnText writeColumn(const OVDBRowDeclaration& declaration, const OVDBColumn& column, const Dialect& dialect) {
-    const std::string type = dialect.columnType(column);
-    std::string definition = std::string(column.name) + " " + type;
-    if (column.isSerial)
-        definition += std::string(" ") + dialect.serialKey;
-    else if (column.inKey)
-        definition += " NOT NULL";
-    else if (names(kTokenColumns, declaration, column))
-        definition += std::string(" NOT NULL DEFAULT (") + dialect.tokenDefault + ")";
+    ColumnText text{column.name, dialect.columnType(column), true, "", dialect.columnRule(column), column.isSerial, "",
+                    ""};
+    if (names(kTokenColumns, declaration, column))
+        text.defaultValue = std::string("(") + dialect.tokenDefault + ")";
     else if (names(kRequiredColumns, declaration, column))
-        definition += column.isInteger() ? " NOT NULL DEFAULT 0" : " NOT NULL DEFAULT ''";
-    if (const std::string rule = dialect.columnRule(column); !rule.empty())
-        definition += " " + rule;
-    return {column.name, type, definition, false, column.isSerial};
+        text.defaultValue = column.isInteger() ? "0" : "''";
+    else
+        text.notNull = column.inKey;
+    text.definition = text.name + " " + text.type;
+    if (column.isSerial)
+        text.definition += std::string(" ") + dialect.serialKey;
+    else if (text.notNull)
+        text.definition += " NOT NULL";
+    if (!text.defaultValue.empty())
+        text.definition += " DEFAULT " + text.defaultValue;
+    if (!text.rule.empty())
+        text.definition += " " + text.rule;
+    return text;
 }
 
 std::string writeKey(const OVDBRowDeclaration& declaration) {
@@ -70,8 +75,8 @@ TableText writeTable(const OVDBRowDeclaration& declaration, const Dialect& diale
             continue;
         const auto of = std::ranges::find(table.columns, mirror.of, &ColumnText::name);
         table.columns.push_back(
-            {mirror.name, of->type,
-             std::string(mirror.name) + " " + of->type + " GENERATED ALWAYS AS (" + mirror.of + ") STORED", true});
+            {mirror.name, of->type, false, "", "", false, mirror.of,
+             std::string(mirror.name) + " " + of->type + " GENERATED ALWAYS AS (" + mirror.of + ") STORED"});
     }
     for (const auto& index : kIndexes)
         if (index.table == table.name)

@@ -10,9 +10,14 @@ namespace hubdb {
 struct ColumnText {
     std::string name;
     std::string type;
-    std::string definition; ///< name, type and rules, as it stands in CREATE TABLE
-    bool generated = false; ///< never written
+    bool notNull = false;
+    std::string defaultValue; ///< an expression, empty for none
+    std::string rule;         ///< a named constraint, empty for none
     bool serial = false;
+    std::string mirrors; ///< the column that a generated one always equals; such a column is never written
+
+    /// Name, type and rules, as they stand in CREATE TABLE.
+    std::string definition;
 };
 
 struct IndexText {

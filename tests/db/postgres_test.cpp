@@ -162,6 +162,26 @@ TEST_P(Postgres, ASingleWriteThatWasSentIsNeverSentAgain) {
     }
 }
 
+TEST_P(Postgres, WhatAProxyEndsMayBeDone) {
+    const support::PgBouncer pool(*support::sharedPostgres(), {"query_timeout=1"});
+    std::string error;
+    ASSERT_EQ(HubDatabase::connect(pool.url(hub_->ask("SELECT current_database()")) + "&prepared=off", error), 0);
+    ASSERT_EQ(insert("a"), 0);
+    auto lock = hub_->lock();
+    EXPECT_EQ(insert("b"), kDbUnknownOutcome);
+    lock.reset();
+    while (names() != "a b")
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    putMany(1000);
+    DBtran transaction(true);
+    ASSERT_EQ(transaction.startTran(), 0);
+    ZXGlobalParam reader(&transaction);
+    int state = 0;
+    ASSERT_EQ(getNextRow(&reader, &state, -1, 0), 0);
+    EXPECT_EQ(find("p1000", &transaction), 0) << "between two portions";
+    EXPECT_THAT(readAll(reader), ::testing::EndsWith("p1000 100"));
+}
+
 TEST_P(Postgres, AHungServerIsGivenUp) {
     put({"a"});
     connect("statement_ms=200&connect_ms=500");
@@ -210,6 +230,21 @@ TEST_P(Postgres, ConnectingHasOneLimitForAllHosts) {
     EXPECT_THAT(error, HasSubstr(host));
     EXPECT_THAT(error, HasSubstr("400 ms"));
     EXPECT_THAT(error, Not(HasSubstr("secret")));
+
+    // One that lets clients in and then says nothing.
+    std::thread welcoming([silent] {
+        for (int left = 3; left > 0; --left) { // those above still wait
+            const int client = accept(silent, nullptr, nullptr);
+            constexpr char kWelcome[] = "R\0\0\0\x08\0\0\0\0Z\0\0\0\x05I";
+            send(client, kWelcome, sizeof kWelcome - 1, MSG_NOSIGNAL);
+        }
+    });
+    const auto welcomed = Clock::now();
+    EXPECT_EQ(
+        HubDatabase::connect("postgresql://" + host + "/hub?sslmode=disable&connect_ms=300&statement_ms=60000", error),
+        kDbTimedOut);
+    EXPECT_LT(Clock::now() - welcomed, std::chrono::seconds(3));
+    welcoming.join();
 
     std::string url = hub_->url("connect_ms=1000");
     const std::string directory = "host=" + support::sharedPostgres()->socketDirectory();

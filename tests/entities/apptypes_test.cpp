@@ -1,19 +1,11 @@
 #include "entities/VSDKAppTypeInfo.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <stdexcept>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "Db/Tbl/APP_IDAName.h"
 #include "Db/Tbl/APP_iDAType.h"
-#include "db/FaultSeam.h"
-#include "db/HubDatabase.h"
-#include "support/TempDatabase.h"
+#include "db/EngineTest.h"
 #include "system/OVPI_Focus.h"
 #include "system/OVSimSystemOS.h"
 
@@ -35,39 +27,26 @@ int lastFailure() {
     return HubDatabase::lastFailure(words);
 }
 
-/// Runs each test in both binding modes.
-class AppTypes : public ::testing::TestWithParam<bool> {
+class AppTypes : public EngineTest {
   protected:
     void SetUp() override {
-        DBtable::b_newDBBase = GetParam();
-        database.run(
-            "INSERT INTO APP_iDAType VALUES (33, 'Windows File System'), (29, 'Базы 数据库'), (6, ''), (7, NULL);"
-            "INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES"
-            "(9, 2, 33, 2147483647), (3, 2, 29, 14), (5, 2, 77, 4), (6, 2, 33, -1), (8, 2, 6, NULL),"
-            "(1, 3, 33, 1), (2, -4, 33, 5);");
-        std::string error;
-        ASSERT_EQ(HubDatabase::connect(database.url(), error), 0) << error;
-        HubDatabase::clearLastFailure();
+        EngineTest::SetUp();
+        if (IsSkipped())
+            return;
+        hub_->run("INSERT INTO APP_iDAType VALUES (33, 'Windows File System'), (29, 'Базы 数据库'), (6, '');"
+                  "INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES"
+                  "(9, 2, 33, 2147483647), (3, 2, 29, 14), (5, 2, 77, 4), (6, 2, 33, -1), (8, 2, 6, NULL),"
+                  "(1, 3, 33, 1), (2, -4, 33, 5);");
     }
-    void TearDown() override {
-        HubDatabase::disconnect();
-        DBtable::b_newDBBase = false;
+    /// Puts a table in the place of another, with other columns and without rules.
+    static std::string replaced(const std::string& table, const std::string& columns, const std::string& rows) {
+        return "DROP TABLE " + table + "; CREATE TABLE " + table + " (" + columns + "); INSERT INTO " + table + " " +
+               rows;
     }
-
-    /// Statements run since the last call.
-    std::uint64_t statements() {
-        const auto before = std::exchange(statements_, HubDatabase::statistics().statementsExecuted);
-        return statements_ - before;
-    }
-
-    support::TempDatabase database{&APP_IDAName_t2::kRow, &APP_iDAType_t2::kRow};
-
-  private:
-    std::uint64_t statements_ = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Bindings, AppTypes, ::testing::Bool(),
-                         [](const auto& mode) { return mode.param ? "Typed" : "Printf"; });
+INSTANTIATE_TEST_SUITE_P(Engines, AppTypes, ::testing::Combine(everyEngine(), ::testing::Bool()),
+                         [](const auto& test) { return engineName(test); });
 
 TEST_P(AppTypes, AListHoldsEveryAgentOfItsClientInTheOrderOfTheRows) {
     statements();
@@ -101,9 +80,29 @@ TEST_P(AppTypes, AListReadsTheDatabaseOnce) {
     EXPECT_EQ(rowsOf(list), (std::vector<Row>{{33, "", 0}}));
 }
 
+TEST_P(AppTypes, ALongListIsReadWholeWhileItsNamesAreRead) {
+    constexpr int kAgents = 700; // more than a server hands over at once
+    std::string rows;
+    for (int i = 0; i < kAgents; ++i)
+        rows +=
+            std::string(i == 0 ? "" : ", ") + "(" + std::to_string(100 + i) + ", 12, 29, " + std::to_string(i) + ")";
+    hub_->run("INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES " + rows);
+    for (const char* options : {"", "pool=2&pool_ms=100"}) {
+        connect(options);
+        VSDK_AppTypeList list(12);
+        ASSERT_EQ(list.FetchAppTypes(true).elements.size(), std::size_t{kAgents});
+        for (int i = 0; const Row& row : rowsOf(list))
+            EXPECT_EQ(row, Row(29, "Базы 数据库", i++));
+        EXPECT_EQ(lastFailure(), 0);
+    }
+}
+
 TEST_P(AppTypes, AFailedReadEndsTheListAndIsKeptApartFromAnEmptyOne) {
+    const std::string begin = "id INTEGER, clientId INTEGER, appTypeId ";
+    const std::string rows = "(id, clientId, appTypeId) VALUES ";
+    const std::string end = ", status BIGINT, refTime BIGINT, modified BIGINT, ccpId INTEGER, ccpTime BIGINT";
     struct Case {
-        const char* damage;
+        std::string damage;
         int clientId;
         std::size_t elements;
         int failure;
@@ -111,14 +110,20 @@ TEST_P(AppTypes, AFailedReadEndsTheListAndIsKeptApartFromAnEmptyOne) {
     const Case cases[] = {
         {"", 12, 0, 0},
         {"", -4, 1, 0},
-        {"UPDATE APP_IDAName SET appTypeId = 'x' WHERE id = 6", 2, 2, kDbBadValue},
-        {"UPDATE APP_IDAName SET status = 4294967296 WHERE id = 3", 2, 0, kDbBadValue},
+        {replaced("APP_IDAName", begin + "INTEGER" + end,
+                  rows + "(1, 2, 33), (2, 2, 29), (4, 3, 33); "
+                         "UPDATE APP_IDAName SET status = 4294967296 WHERE id = 2"),
+         2, 1, kDbBadValue},
+        {replaced("APP_IDAName", begin + "TEXT" + end, rows + "(4, 3, '33')"), 3, 0, kDbBadValue},
+        {replaced("APP_IDAName", begin + "INTEGER", rows + "(4, 3, 33)"), 3, 0, kDbBadStatement},
+        {replaced("APP_IDAName", begin + "INTEGER" + end, rows + "(4, 3, 33)"), 3, 1, 0},
+        {replaced("APP_iDAType", "type INTEGER, name INTEGER", "VALUES (33, 12)"), 3, 1, 0},
         {"DROP TABLE APP_iDAType", 3, 1, kDbBadStatement},
         {"DROP TABLE APP_IDAName", 3, 0, kDbBadStatement},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.damage);
-        database.run(c.damage);
+        hub_->run(c.damage);
         HubDatabase::clearLastFailure();
         VSDK_AppTypeList list(c.clientId);
         list.FetchAppTypes(true);
@@ -140,8 +145,7 @@ TEST_P(AppTypes, AFailedReadEndsTheListAndIsKeptApartFromAnEmptyOne) {
 int pointsLeft = 0;
 
 TEST_P(AppTypes, AnExceptionOfThePlatformPassesAListAndNothingIsLost) {
-    std::string error;
-    ASSERT_EQ(HubDatabase::connect(database.url() + "?pool=2&pool_ms=100", error), 0) << error;
+    connect("pool=2&pool_ms=100");
     hubdb::faultHook = [](hubdb::FaultPoint, const char*) {
         return pointsLeft-- == 0 ? throw std::runtime_error("of the test") : 0;
     };
@@ -165,10 +169,11 @@ TEST_P(AppTypes, AnExceptionOfThePlatformPassesAListAndNothingIsLost) {
 
 TEST_P(AppTypes, PropertiesComeFromTheRowOrFromTheDatabase) {
     const std::string longest(256, 'n');
-    database.run("INSERT INTO APP_iDAType VALUES (8, '" + longest +
-                 "');"
-                 "INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES (20, 2, 8, 3), (21, 2, 7, 9),"
-                 "(22, 50, 33, 6), (23, 50, 33, 7);");
+    hub_->run(replaced("APP_iDAType", "type INTEGER, name TEXT",
+                       "VALUES (33, 'Windows File System'), (29, 'Базы 数据库'), (6, ''), (7, NULL), (8, '" + longest +
+                           "')"));
+    hub_->run("INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES (20, 2, 8, 3), (21, 2, 7, 9),"
+              "(22, 50, 33, 6), (23, 50, 33, 7);");
     APP_IDAName_t given{};
     given.status = 64;
     struct Case {
@@ -206,7 +211,7 @@ TEST_P(AppTypes, PropertiesComeFromTheRowOrFromTheDatabase) {
     }
     EXPECT_EQ(lastFailure(), 0);
 
-    database.run("DROP TABLE APP_IDAName");
+    hub_->run("DROP TABLE APP_IDAName");
     VSDK_AppType agent(2, 33);
     EXPECT_EQ(agent.FetchProperties(nullptr), 1281);
     EXPECT_EQ(agent.name, "Windows File System");

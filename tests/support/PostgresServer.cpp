@@ -107,7 +107,9 @@ std::string PostgresEndpoint::ask(const std::string& sql, const std::string& dat
     std::string answer;
     for (int row = 0; row < PQntuples(result.get()); ++row)
         for (int column = 0; column < PQnfields(result.get()); ++column)
-            (answer += column > 0 ? "|" : row == 0 ? "" : " ") +=
+            (answer += column > 0 ? "|"
+                       : row == 0 ? ""
+                                  : " ") +=
                 PQgetisnull(result.get(), row, column) != 0 ? "NULL" : PQgetvalue(result.get(), row, column);
     return answer;
 }

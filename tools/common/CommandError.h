@@ -18,6 +18,11 @@ class CommandError : public std::runtime_error {
     int code;
 };
 
+/// An argument as a message may repeat it: a URL, which may hold a password, is not.
+inline std::string shown(const std::string& argument) {
+    return argument.find("://") == std::string::npos ? argument : "(a URL)";
+}
+
 /// Codes of the catalogue for what the tools share.
 inline constexpr int kNotConnected = 257;
 inline constexpr int kUnsupportedOption = 769;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 #include "Db/Tbl/HubTables.h"
@@ -19,6 +20,12 @@ namespace {
 void throwUnlessDone(int status, const std::string& error) {
     if (status != kDbOk)
         throw tools::CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")");
+}
+
+bool isHubDatabase(const hubdb::DatabaseUrl& url) {
+    std::vector<std::string> differences;
+    std::string error;
+    return hubdb::checkSchema(url, kHubObjects, differences, error) == kDbOk;
 }
 
 std::string permissions(mode_t mode) {
@@ -77,35 +84,25 @@ void lookAtSchema(const hubdb::DatabaseUrl& url, Report& report) {
         report.add(Finding::kOk, "schema", "version " + std::to_string(hubdb::kSchemaVersion) + ", as declared");
 }
 
-/// A database that nobody else has had the time to use.
-void removeDatabase(const std::string& path) {
-    for (const char* file : {"", "-journal", "-wal", "-shm"})
-        unlink((path + file).c_str());
-}
-
 } // namespace
 
 Answer createDatabase(const hubdb::DatabaseUrl& url) {
     umask(S_IRWXG | S_IRWXO); // the database holds login tokens
-    struct stat about {};
-    const bool nothingThere =
-        !url.path.empty() && (lstat(url.path.c_str(), &about) != 0 || (S_ISREG(about.st_mode) && about.st_size == 0));
-    // Of several that create the database at once, one gets past this, and only that one may take back what it made.
+    const std::string name = tools::escaped(url.name);
+    std::optional<KeyFile> key;
+    if (!url.keyPath.empty())
+        key.emplace(url.keyPath);
     std::string error;
-    throwUnlessDone(hubdb::createSchema(url, kHubObjects, error), error);
-    const std::string created = "created " + tools::escaped(url.name);
-    if (url.keyPath.empty())
-        return {created + ", without a key: passwords can be stored once the URL names one (key=PATH)\n"};
-    bool newKey = false;
-    try {
-        newKey = makeKeyFile(url.keyPath);
-    } catch (const tools::CommandError&) {
-        if (nothingThere)
-            removeDatabase(url.path);
-        throw;
-    }
-    return {created + (newKey ? " and its key " : ", with the key that was there, ") + tools::escaped(url.keyPath) +
-            "\n"};
+    const int status = hubdb::createSchema(url, kHubObjects, error);
+    // A database on a server may have been made without a key, or from another machine: it is as good as made.
+    const bool isThere = status == kDbBadStatement && url.path.empty() && isHubDatabase(url);
+    if (status != kDbOk && isThere && key && key->publish())
+        return {name + " is there already; created its key " + tools::escaped(url.keyPath) + "\n"};
+    throwUnlessDone(status, error);
+    if (!key)
+        return {"created " + name + ", without a key: for stored passwords run this again with key=PATH in the URL\n"};
+    const char* const how = key->publish() ? " and its key " : ", with the key that was there, ";
+    return {"created " + name + how + tools::escaped(url.keyPath) + "\n"};
 }
 
 Answer checkDatabase(const hubdb::DatabaseUrl& url) {

@@ -13,8 +13,8 @@ struct Answer {
     tools::ExitCode exitCode = tools::kExitDone;
 };
 
-/// Makes a hub database and the key of its passwords, or neither. A file that was there, without tables but not empty,
-/// stays a database even when the key cannot be made.
+/// Makes a hub database and the key of its passwords, or neither. A server's database may be made without a key, and
+/// gets it when this is run again.
 Answer createDatabase(const hubdb::DatabaseUrl& url);
 /// Differences of the schema are lines of the answer, and a failure.
 Answer checkDatabase(const hubdb::DatabaseUrl& url);

@@ -38,22 +38,40 @@ bool writeKey(int file) {
     return written;
 }
 
+[[noreturn]] void throwReason(const std::string& path, int reason) {
+    throw tools::CommandError(tools::kExitFailed, path + ": the key cannot be written: " + std::strerror(reason));
+}
+
 } // namespace
 
-bool makeKeyFile(const std::string& path) {
+KeyFile::KeyFile(const std::string& path) : path_(path) {
     struct stat about {};
     if (lstat(path.c_str(), &about) == 0)
-        return false;
+        return;
     std::string draft = path + ".XXXXXX"; // made with mode 0600
     const int file = mkostemp(draft.data(), O_CLOEXEC);
-    const bool written = file >= 0 && writeKey(file);
-    const bool made = written && link(draft.c_str(), path.c_str()) == 0;
+    if (file < 0)
+        throwReason(path, errno);
+    const bool written = writeKey(file);
     const int reason = errno;
-    if (file >= 0) {
-        close(file); // after the fsync nothing is left to fail
+    close(file); // after the fsync nothing is left to fail
+    if (!written) {
         unlink(draft.c_str());
+        throwReason(path, reason);
     }
-    if (!made && (!written || reason != EEXIST))
-        throw tools::CommandError(tools::kExitFailed, path + ": the key cannot be written: " + std::strerror(reason));
-    return made;
+    draft_ = draft;
+}
+
+KeyFile::~KeyFile() {
+    if (!draft_.empty())
+        unlink(draft_.c_str());
+}
+
+bool KeyFile::publish() {
+    if (draft_.empty() || (link(draft_.c_str(), path_.c_str()) != 0 && errno == EEXIST))
+        return false;
+    struct stat about {};
+    if (lstat(path_.c_str(), &about) != 0)
+        throwReason(path_, errno);
+    return true;
 }

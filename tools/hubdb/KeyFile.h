@@ -4,10 +4,22 @@
 
 /// The key of a hub database's stored passwords: 32 random bytes, as one line of 64 hexadecimal digits, in a file that
 /// only its owner may read.
-
-/// Makes the file and reports true; a file that is there already is kept, and reported as false. Throws a
-/// tools::CommandError when the file cannot be made, and leaves none behind.
 ///
-/// The file appears with all that it holds, so that any number of processes may make it at once: they all use the key
-/// of one.
-bool makeKeyFile(const std::string& path);
+/// Making one takes two steps, so that what can fail does so before the database is made: the constructor writes a
+/// draft beside the place of the file, and throws a tools::CommandError when it cannot; publish() gives the draft its
+/// name. A file that is there already is kept.
+class KeyFile {
+  public:
+    explicit KeyFile(const std::string& path);
+    ~KeyFile(); ///< the draft is gone
+    KeyFile(const KeyFile&) = delete;
+    KeyFile& operator=(const KeyFile&) = delete;
+
+    /// True when the file is this one, false when there is another. It appears with all that it holds, so that any
+    /// number of processes may make it at once: they all use the key of one.
+    bool publish();
+
+  private:
+    std::string path_;
+    std::string draft_; ///< empty when none is needed
+};

@@ -225,7 +225,7 @@ std::uint64_t requireFile(const std::string& file) {
     struct stat about {};
     if (stat(file.c_str(), &about) != 0)
         throw tools::CommandError(errno == ENOENT ? tools::kExitNotFound : tools::kExitFailed,
-                                  file + ": " + std::strerror(errno));
+                                  tools::shown(file) + ": " + std::strerror(errno));
     if (S_ISDIR(about.st_mode))
         throw tools::CommandError(tools::kExitFailed, file + ": is a directory");
     return static_cast<std::uint64_t>(about.st_size);

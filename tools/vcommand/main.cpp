@@ -60,7 +60,7 @@ std::string parse(int argc, char** argv, Request& request) {
     app.footer(kFooter);
     app.fallthrough();
     app.require_subcommand(1);
-    app.add_option("--db", request.db, "The hub database, sqlite:PATH; by default the environment's HUBDB_URL");
+    app.add_option("--db", request.db, "The hub database, sqlite:PATH or postgresql://...; by default HUBDB_URL");
     app.add_flag("--json")->description("Answer with one JSON document")->disable_flag_override();
     app.add_flag("-v,--verbose", request.verbosity, "Log to standard error; -vv and -vvv log more");
 

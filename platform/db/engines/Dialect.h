@@ -9,12 +9,26 @@
 
 namespace hubdb {
 
+struct ColumnText;
 struct ProcedureText;
 struct TableText;
 
 /// The ends of the names of the rules that keep a text within its width and a number within its range.
 inline constexpr const char* kWidthRule = "_width";
 inline constexpr const char* kRangeRule = "_range";
+
+/// A column that is missing or not as it is declared.
+struct ColumnChange {
+    const ColumnText* column;
+    bool type; ///< its type is another one
+};
+
+/// What about a table is not as it is declared.
+struct TableChanges {
+    std::vector<std::string> present; ///< the columns that it has and that are written
+    std::vector<ColumnChange> columns;
+    bool key = false; ///< the primary key is another one
+};
 
 /// How one engine says what the schema needs. The writer knows no engine beyond this.
 struct Dialect {
@@ -44,9 +58,8 @@ struct Dialect {
     /// Grants what the application needs of all that is made from now on.
     std::string (*grantTo)(const std::string& role);
 
-    /// Brings a table to its declared shape; its rows, its numbering and what else stands on it stay. `columns` are
-    /// those that it has already.
-    int (*rebuild)(Connection& connection, const TableText& table, const std::vector<std::string>& columns);
+    /// Brings a table to its declared shape; its rows, its numbering and what else stands on it stay.
+    int (*rebuild)(Connection& connection, const TableText& table, const TableChanges& changes);
 };
 
 } // namespace hubdb

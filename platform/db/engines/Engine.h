@@ -93,7 +93,8 @@ class Connection {
     virtual ~Connection() = default;
     /// Null on failure.
     virtual std::unique_ptr<Statement> prepare(const std::string& sql, StatementUse use) = 0;
-    /// The text that calls a procedure or opens a cursor with `inputs` values. Empty when there is no such procedure.
+    /// The text that calls a procedure or opens a cursor with `inputs` values. Empty when the
+    /// engine knows that there is no such procedure.
     virtual std::string callText(const OVDBRowDeclaration& declaration, std::size_t inputs) = 0;
     /// Begins, at repeatable read unless it is kSchema.
     virtual int begin(TransactionKind kind) = 0;

@@ -1,5 +1,7 @@
 #include "db/engines/postgres/PostgresBulkWriter.h"
 
+#include <utility>
+
 namespace hubdb {
 
 namespace {
@@ -37,20 +39,29 @@ void writeValue(const Value& value, std::string& data) {
     }
 }
 
+bool givesSerial(const OVDBRowDeclaration& table, std::uint64_t given) {
+    const OVDBColumn* const serial = table.serial();
+    return serial != nullptr && (given >> (serial - table.columns.data()) & 1U) != 0;
+}
+
 } // namespace
 
 int PostgresBulkWriter::add(const OVDBRowDeclaration& table, std::uint64_t given, std::span<const Value> values) {
     constexpr std::size_t kBatchBytes = 1U << 18U;
     fault_ = {};
-    const std::uint64_t row = ++rows_[&table];
-    if (given == 0) // COPY gives at least one column
-        return connection_.runScript(std::string("INSERT INTO ") + table.object + " DEFAULT VALUES");
-    const Kind kind{&table, given};
-    constexpr std::size_t kBatchesMax = 256;
-    if (batches_.size() >= kBatchesMax && !batches_.contains(kind))
-        if (const int status = sendAll(); status != kDbOk)
+    Batch& batch = batches_[&table];
+    if (given != batch.given)
+        if (const int status = send(table, batch); status != kDbOk)
             return status;
-    Batch& batch = batches_[kind];
+    // Rows that get their number here get one that no row before them gave.
+    if (!givesSerial(table, given))
+        if (const int status = moveSerial(table, batch); status != kDbOk)
+            return status;
+    batch.given = given;
+    if (given == 0) { // COPY gives at least one column
+        ++batch.before;
+        return connection_.runScript(std::string("INSERT INTO ") + table.object + " DEFAULT VALUES");
+    }
     const char* between = "";
     for (const auto& value : values) {
         batch.data += between;
@@ -58,51 +69,47 @@ int PostgresBulkWriter::add(const OVDBRowDeclaration& table, std::uint64_t given
         between = "\t";
     }
     batch.data += '\n';
-    batch.rows.push_back(row);
-    return batch.data.size() < kBatchBytes ? kDbOk : send(kind, batch);
+    ++batch.rows;
+    batch.behind = batch.behind || givesSerial(table, given);
+    return batch.data.size() < kBatchBytes ? kDbOk : send(table, batch);
 }
 
-int PostgresBulkWriter::send(const Kind& kind, Batch& batch) {
-    const auto& [table, given] = kind;
+int PostgresBulkWriter::send(const OVDBRowDeclaration& table, Batch& batch) {
+    if (batch.rows == 0)
+        return kDbOk;
     std::string columns;
-    for (std::size_t i = 0; i < table->columns.size(); ++i)
-        if ((given >> i & 1U) != 0)
-            columns += (columns.empty() ? "" : ", ") + std::string(table->columns[i].name);
-    int status = connection_.beginCopy(std::string("COPY ") + table->object + " (" + columns + ") FROM STDIN");
+    for (std::size_t i = 0; i < table.columns.size(); ++i)
+        if ((batch.given >> i & 1U) != 0)
+            columns += (columns.empty() ? "" : ", ") + std::string(table.columns[i].name);
+    int status = connection_.beginCopy(std::string("COPY ") + table.object + " (" + columns + ") FROM STDIN");
     if (status == kDbOk)
         status = connection_.sendCopy(batch.data);
     std::uint64_t line = 0;
     if (status == kDbOk)
         status = connection_.endCopy(line);
-    if (line > 0 && line <= batch.rows.size())
-        fault_ = {table, batch.rows[line - 1]};
-    batch = {};
+    if (line > 0 && line <= batch.rows)
+        fault_ = {&table, batch.before + line};
+    batch.before += std::exchange(batch.rows, 0);
+    batch.data.clear();
     return status;
 }
 
-int PostgresBulkWriter::sendAll() {
-    for (auto& [kind, batch] : batches_)
-        if (!batch.rows.empty())
-            if (const int status = send(kind, batch); status != kDbOk)
-                return status;
-    batches_.clear();
-    return kDbOk;
+int PostgresBulkWriter::moveSerial(const OVDBRowDeclaration& table, Batch& batch) {
+    if (!std::exchange(batch.behind, false))
+        return kDbOk;
+    const std::string object = table.object;
+    const std::string column = table.serial()->name;
+    return connection_.runScript("SELECT setval(s, m) FROM (SELECT pg_get_serial_sequence('" + object + "', lower('" +
+                                 column + "'))::regclass AS s, (SELECT max(" + column + ") FROM " + object +
+                                 ") AS m) q WHERE m > coalesce(pg_sequence_last_value(s), 0)");
 }
 
 int PostgresBulkWriter::finish() {
     fault_ = {};
-    if (const int status = sendAll(); status != kDbOk)
-        return status;
-    for (const auto& [table, count] : rows_) {
-        const OVDBColumn* const serial = table->serial();
-        if (serial == nullptr)
-            continue;
-        const std::string object = table->object;
-        const std::string column = serial->name;
-        const int status =
-            connection_.runScript("SELECT setval(s, m) FROM (SELECT pg_get_serial_sequence('" + object + "', lower('" +
-                                  column + "'))::regclass AS s, (SELECT max(" + column + ") FROM " + object +
-                                  ") AS m) q WHERE m > coalesce(pg_sequence_last_value(s), 0)");
+    for (auto& [table, batch] : batches_) {
+        int status = send(*table, batch);
+        if (status == kDbOk)
+            status = moveSerial(*table, batch);
         if (status != kDbOk)
             return status;
     }

@@ -2,8 +2,6 @@
 
 #include <map>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "db/engines/postgres/PostgresConnection.h"
 
@@ -19,19 +17,21 @@ class PostgresBulkWriter : public BulkWriter {
     BulkFault fault() const override { return fault_; }
 
   private:
-    /// Rows of one table that give the same columns.
+    /// The rows of a table that were not sent yet. They give the same columns.
     struct Batch {
         std::string data;
-        std::vector<std::uint64_t> rows; ///< the number of each, among those of its table
+        std::uint64_t given = 0;
+        std::uint64_t rows = 0;
+        std::uint64_t before = 0; ///< rows of the table that were added before them
+        bool behind = false;      ///< rows gave serial numbers since the numbering was moved
     };
-    using Kind = std::pair<const OVDBRowDeclaration*, std::uint64_t>;
 
-    int send(const Kind& kind, Batch& batch);
-    int sendAll();
+    int send(const OVDBRowDeclaration& table, Batch& batch);
+    /// Moves the numbering past the numbers that rows gave.
+    int moveSerial(const OVDBRowDeclaration& table, Batch& batch);
 
     PostgresConnection& connection_;
-    std::map<Kind, Batch> batches_;
-    std::map<const OVDBRowDeclaration*, std::uint64_t> rows_; ///< added so far
+    std::map<const OVDBRowDeclaration*, Batch> batches_;
     BulkFault fault_;
 };
 

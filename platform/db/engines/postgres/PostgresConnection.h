@@ -52,13 +52,19 @@ struct PostgresCommand {
 ///
 /// The server keeps the limits on locks and on a statement's time by itself, as session settings or, where the
 /// connection behind a proxy changes from transaction to transaction, with every transaction. The connection's own
-/// clock runs a little longer: when the server does not answer even then, it is given up.
+/// clock runs a little longer: when the server does not answer even then, the statement is cancelled over another
+/// connection, and when that does not help either, this one is given up.
 class PostgresConnection : public Connection {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Null on failure, which `error` then tells for every host. Takes `url.connectLimit` for all hosts together.
-    static std::unique_ptr<PostgresConnection> open(const DatabaseUrl& url, RoundTrips* roundTrips, EngineError& error);
+    /// Which of the URL's hosts was connected last.
+    using LastHost = std::atomic<std::size_t>;
+
+    /// Null on failure, which `error` then tells for every host. Takes `url.connectLimit` for all hosts together, and
+    /// begins with `lastHost`, which outlives the connection.
+    static std::unique_ptr<PostgresConnection> open(const DatabaseUrl& url, LastHost& lastHost, RoundTrips* roundTrips,
+                                                    EngineError& error);
 
     std::unique_ptr<Statement> prepare(const std::string& sql, StatementUse use) override;
     std::string callText(const OVDBRowDeclaration& declaration, std::size_t inputs) override;
@@ -121,10 +127,14 @@ class PostgresConnection : public Connection {
         PostgresResult failure; ///< of the first that failed
     };
 
-    PostgresConnection(const DatabaseUrl& url, RoundTrips* roundTrips) : url_(url), roundTrips_(roundTrips) {}
+    PostgresConnection(const DatabaseUrl& url, LastHost& lastHost, RoundTrips* roundTrips)
+        : url_(url), lastHost_(lastHost), roundTrips_(roundTrips) {}
 
-    bool connect(const std::string& conninfo, Clock::time_point deadline, EngineError& error);
+    bool connect(Clock::time_point deadline, EngineError& error);
     bool makeReady(EngineError& error);
+
+    /// How much longer than the server the own clock waits: its answer may be under way.
+    static constexpr std::chrono::milliseconds kGrace{500};
 
     Clock::time_point statementDeadline() const;
     /// Waits until the socket can be read, or written when there is something to send. False when the time is up.
@@ -135,7 +145,12 @@ class PostgresConnection : public Connection {
     int collect(StatementUse use, int syncs, Answer& answer);
     /// A statement that could not be sent.
     int sendFailed();
+    /// One that was not sent, as the connection is dead.
+    int failUnsent();
+    int rollbackKeepingError();
     int failWith(const PGresult* failure, StatementUse use, bool answered);
+    /// Asks the server, over another connection, to end what this one is at. False when it could not be asked.
+    bool cancel();
     /// Gives up on a server that does not answer.
     int abandon(StatementUse use);
     /// Whether the server has closed the connection meanwhile, found out without sending anything.
@@ -153,8 +168,12 @@ class PostgresConnection : public Connection {
     int settleCommit(const std::string& transactionId);
 
     DatabaseUrl url_;
+    LastHost& lastHost_;
     RoundTrips* roundTrips_;
+    std::string conninfo_;
     std::unique_ptr<PGconn, Finish> connection_;
+    Clock::time_point mustEndBy_ = Clock::time_point::max(); ///< whatever the limits of statements are
+    bool sawServer_ = false;                                 ///< a server has answered, be it with a refusal
     EngineError error_;
     std::string sqlState_; ///< of the last failure
     bool lost_ = false;

@@ -1,19 +1,24 @@
 #include "db/engines/postgres/PostgresDialect.h"
 
-#include <string_view>
+#include <strings.h>
+
+#include <algorithm>
 
 #include "db/SchemaWriter.h"
+#include "db/engines/postgres/PostgresSql.h"
 #include "schema/Procedures.h"
 
 namespace hubdb {
 
 namespace {
 
+std::string plainType(const OVDBColumn& column) {
+    return !column.isInteger() ? "text" : column.kind == OVDBColumnKind::kInt ? "integer" : "bigint";
+}
+
 /// Texts are compared by their bytes, whatever the database's own locale.
 std::string columnType(const OVDBColumn& column) {
-    if (!column.isInteger())
-        return "text COLLATE \"C\"";
-    return column.kind == OVDBColumnKind::kInt ? "integer" : "bigint";
+    return plainType(column) + (column.isInteger() ? "" : " COLLATE \"C\"");
 }
 
 // The rule is written as the server shows it, with one pair of parentheses more than it needs.
@@ -28,71 +33,94 @@ std::string columnRule(const OVDBColumn& column) {
 std::string resultType(const OVDBRowDeclaration& procedure) {
     std::string columns;
     for (const auto& column : procedure.columns)
-        columns += (columns.empty() ? "TABLE(" : ", ") + std::string(column.name) + " " +
-                   (!column.isInteger()                   ? "text"
-                    : column.kind == OVDBColumnKind::kInt ? "integer"
-                                                          : "bigint");
+        columns += (columns.empty() ? "TABLE(" : ", ") + std::string(column.name) + " " + plainType(column);
     return columns.empty() ? "SETOF text" : columns + ")";
 }
 
-std::string functionSignature(const OVDBRowDeclaration& procedure, const ProcedureText& text) {
-    return std::string(text.inputs) + " returns " + resultType(procedure);
+const char* volatility(const OVDBRowDeclaration& procedure) {
+    return procedure.readsOnly ? "STABLE" : "VOLATILE";
 }
 
-/// The text with the server's marks for inputs.
+std::string functionSignature(const OVDBRowDeclaration& procedure, const ProcedureText& text) {
+    return std::string(text.inputs) + " returns " + resultType(procedure) + " sql " + volatility(procedure);
+}
+
 std::string functionBody(const ProcedureText& text) {
-    std::string body;
-    bool inLiteral = false;
-    for (const char c : std::string_view(text.sql)) {
-        inLiteral = inLiteral != (c == '\'');
-        body += c == '?' && !inLiteral ? '$' : c;
-    }
-    return body;
+    return postgresSql(text.sql);
 }
 
 std::string createFunction(const OVDBRowDeclaration& procedure, const ProcedureText& text) {
     const std::string function = std::string(text.name) + "(" + text.inputs + ")";
     return "DROP FUNCTION IF EXISTS " + function + "; CREATE FUNCTION " + function + " RETURNS " +
-           resultType(procedure) + " LANGUAGE sql " + (procedure.readsOnly ? "STABLE" : "VOLATILE") + " AS $vsdk$" +
-           functionBody(text) + "$vsdk$; REVOKE ALL ON FUNCTION " + function + " FROM PUBLIC";
+           resultType(procedure) + " LANGUAGE sql " + volatility(procedure) + " AS $vsdk$" + functionBody(text) +
+           "$vsdk$; REVOKE ALL ON FUNCTION " + function + " FROM PUBLIC";
 }
 
 std::string grantTo(const std::string& role) {
-    const auto defaults = [&role](const char* privileges) {
-        return std::string("EXECUTE format('ALTER DEFAULT PRIVILEGES IN SCHEMA %I GRANT ") + privileges + " TO " +
-               role + "', current_schema()); ";
+    const auto execute = [&role](const char* before) {
+        return std::string("EXECUTE format('") + before + " TO %I', current_schema(), '" + role + "'); ";
     };
-    return "DO $vsdk$ BEGIN " + defaults("SELECT, INSERT, UPDATE, DELETE ON TABLES") +
-           defaults("EXECUTE ON FUNCTIONS") + "IF NOT has_schema_privilege('" + role +
-           "', current_schema(), 'USAGE') THEN EXECUTE format('GRANT USAGE ON SCHEMA %I TO " + role +
-           "', current_schema()); END IF; END $vsdk$";
+    return "DO $vsdk$ BEGIN " +
+           execute("ALTER DEFAULT PRIVILEGES IN SCHEMA %I GRANT SELECT, INSERT, UPDATE, DELETE ON TABLES") +
+           execute("ALTER DEFAULT PRIVILEGES IN SCHEMA %I GRANT EXECUTE ON FUNCTIONS") +
+           "IF NOT has_schema_privilege('" + role + "', current_schema(), 'USAGE') THEN " +
+           execute("GRANT USAGE ON SCHEMA %I") + "END IF; END $vsdk$";
 }
 
-/// A new table takes the old one's place: its rows and the next serial number go over, its grants come from the
-/// defaults that its creation set.
-int rebuild(Connection& connection, const TableText& table, const std::vector<std::string>& columns) {
-    std::string list;
-    for (const auto& column : columns)
-        list += (list.empty() ? "" : ", ") + column;
-    const std::string old = table.name + "_old";
-    std::string script = "ALTER TABLE " + table.name + " RENAME TO " + old + ";" + table.create(table.name) +
-                         "; INSERT INTO " + table.name + " (" + list + ") SELECT " + list + " FROM " + old + ";";
-    for (const auto& column : table.columns)
-        if (column.serial)
-            script += "SELECT setval(pg_get_serial_sequence('" + table.name + "', lower('" + column.name +
-                      "'))::regclass, n) FROM (SELECT coalesce(pg_sequence_last_value(pg_get_serial_sequence('" + old +
-                      "', lower('" + column.name + "'))::regclass), (SELECT max(" + column.name + ") FROM " + old +
-                      ")) AS n) q WHERE n IS NOT NULL;";
-    script += "DROP TABLE " + old + ";";
-    for (const auto& index : table.indexes)
-        script += index.create + ";";
+/// Brings one column that is there to its declared shape.
+std::string alterColumn(const std::string& table, const ColumnText& column, bool type) {
+    const std::string alter = "ALTER TABLE " + table + " ALTER COLUMN " + column.name + " ";
+    std::string script = alter + "DROP DEFAULT;" + (type ? alter + "TYPE " + column.type + ";" : "");
+    if (!column.defaultValue.empty())
+        script += alter + "SET DEFAULT " + column.defaultValue + ";";
+    script += alter + (column.notNull ? "SET NOT NULL;" : "DROP NOT NULL;");
+    // Whatever rule held the column before, under whatever name.
+    script += "DO $vsdk$ DECLARE old name; BEGIN FOR old IN SELECT conname FROM pg_constraint r JOIN pg_attribute a ON "
+              "a.attrelid = r.conrelid AND r.conkey = ARRAY[a.attnum] WHERE r.contype = 'c' AND r.conrelid = '" +
+              table + "'::regclass AND a.attname = lower('" + column.name + "') LOOP EXECUTE format('ALTER TABLE " +
+              table + " DROP CONSTRAINT %I', old); END LOOP; END $vsdk$;";
+    return script + (column.rule.empty() ? "" : "ALTER TABLE " + table + " ADD " + column.rule + ";");
+}
+
+/// The same for a serial column: the numbering goes on behind every number that was given.
+std::string alterSerial(const std::string& table, const ColumnText& column) {
+    const std::string sequence = "pg_get_serial_sequence('" + table + "', lower('" + column.name + "'))";
+    const std::string alter = "ALTER TABLE " + table + " ALTER COLUMN " + column.name + " ";
+    return "DO $vsdk$ DECLARE last bigint := greatest(pg_sequence_last_value(" + sequence +
+           "::regclass), (SELECT max(" + column.name + ") FROM " + table + ")); BEGIN " + alter +
+           "DROP IDENTITY IF EXISTS; " + alter + "DROP DEFAULT; " + alter + "TYPE " + column.type + "; " + alter +
+           "SET NOT NULL; " + alter + "ADD GENERATED BY DEFAULT AS IDENTITY; IF last IS NOT NULL THEN PERFORM setval(" +
+           sequence + ", last); END IF; IF NOT EXISTS (SELECT FROM pg_constraint WHERE conrelid = '" + table +
+           "'::regclass AND contype = 'p') THEN ALTER TABLE " + table + " ADD PRIMARY KEY (" + column.name +
+           "); END IF; END $vsdk$;";
+}
+
+/// The table stays the same, so that its owner, grants and triggers do.
+int rebuild(Connection& connection, const TableText& table, const TableChanges& changes) {
+    std::string script;
+    for (const auto& [column, type] : changes.columns) {
+        const auto isIt = [name = column->name.c_str()](const std::string& present) {
+            return strcasecmp(present.c_str(), name) == 0;
+        };
+        if (!column->mirrors.empty())
+            script += "ALTER TABLE " + table.name + " DROP COLUMN IF EXISTS " + column->name + ";";
+        if (std::ranges::none_of(changes.present, isIt))
+            script += "ALTER TABLE " + table.name + " ADD COLUMN " + column->definition + ";";
+        else
+            script += column->serial ? alterSerial(table.name, *column) : alterColumn(table.name, *column, type);
+    }
+    if (changes.key)
+        script += "DO $vsdk$ DECLARE old name := (SELECT conname FROM pg_constraint WHERE conrelid = '" + table.name +
+                  "'::regclass AND contype = 'p'); BEGIN IF old IS NOT NULL THEN EXECUTE format('ALTER TABLE " +
+                  table.name + " DROP CONSTRAINT %I', old); END IF; ALTER TABLE " + table.name + " ADD " + table.key +
+                  "; END $vsdk$;";
     return connection.runScript(script);
 }
 
 /// The catalogue, written as the declarations are.
 constexpr const char* kLiveColumns = R"(
 WITH shapes AS (
-    SELECT c.oid, c.relname, a.attnum, a.attname,
+    SELECT c.oid, c.relname, c.relpersistence AS persistence, a.attnum, a.attname,
         format_type(a.atttypid, a.atttypmod)
             || CASE WHEN a.attcollation IN (0, 100) THEN '' ELSE format(' COLLATE "%s"', l.collname) END AS type,
         CASE WHEN a.attidentity = 'd' THEN ' GENERATED BY DEFAULT AS IDENTITY'
@@ -117,7 +145,7 @@ WITH shapes AS (
 )
 SELECT relname::text, attname::text, type,
     '(' || chr(10) || '    ' || string_agg(format('%s %s%s', attname, type, rules), ',' || chr(10) || '    ') OVER whole
-        || coalesce(first_value(key) OVER whole, '') || chr(10) || ')'
+        || coalesce(first_value(key) OVER whole, '') || chr(10) || CASE persistence WHEN 'p' THEN ')' ELSE ') UNLOGGED' END
 FROM shapes
 WINDOW whole AS (PARTITION BY oid ORDER BY attnum ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING))";
 
@@ -127,11 +155,16 @@ SELECT c.relname::text,
      JOIN pg_attribute a ON a.attrelid = i.indrelid AND a.attnum = n.attnum),
     i.indisunique::integer
 FROM pg_index i JOIN pg_class c ON c.oid = i.indrelid
-WHERE c.relnamespace = current_schema()::regnamespace AND i.indpred IS NULL AND i.indisvalid)";
+WHERE c.relnamespace = current_schema()::regnamespace AND i.indpred IS NULL AND i.indexprs IS NULL
+    AND i.indimmediate AND i.indisvalid)";
 
 constexpr const char* kLiveFunctions = R"(
-SELECT proname::text, pg_get_function_identity_arguments(oid) || ' returns ' || pg_get_function_result(oid), prosrc
-FROM pg_proc WHERE pronamespace = current_schema()::regnamespace AND prokind = 'f')";
+SELECT proname::text, pg_get_function_identity_arguments(p.oid) || ' returns ' || pg_get_function_result(p.oid) || ' '
+    || lanname || CASE provolatile WHEN 's' THEN ' STABLE' WHEN 'i' THEN ' IMMUTABLE' ELSE ' VOLATILE' END
+    || CASE WHEN prosecdef THEN ' SECURITY DEFINER' ELSE '' END
+    || CASE WHEN has_function_privilege('public', p.oid, 'EXECUTE') THEN ' for everyone' ELSE '' END,
+    prosrc
+FROM pg_proc p JOIN pg_language l ON l.oid = prolang WHERE pronamespace = current_schema()::regnamespace AND prokind = 'f')";
 
 } // namespace
 

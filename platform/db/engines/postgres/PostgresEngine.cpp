@@ -8,7 +8,7 @@ namespace hubdb {
 PostgresEngine::PostgresEngine(DatabaseUrl url) : url_(std::move(url)) {}
 
 std::unique_ptr<Connection> PostgresEngine::open(EngineError& error, RoundTrips* roundTrips) {
-    return PostgresConnection::open(url_, roundTrips, error);
+    return PostgresConnection::open(url_, lastHost_, roundTrips, error);
 }
 
 const Dialect& PostgresEngine::dialect() const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "db/DatabaseUrl.h"
 #include "db/engines/Engine.h"
 
@@ -19,6 +21,7 @@ class PostgresEngine : public Engine {
 
   private:
     DatabaseUrl url_;
+    std::atomic<std::size_t> lastHost_{0};
 };
 
 } // namespace hubdb

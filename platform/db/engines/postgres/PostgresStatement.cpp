@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "db/engines/RowReader.h"
+#include "db/engines/postgres/PostgresSql.h"
 
 namespace hubdb {
 
@@ -86,21 +87,6 @@ struct Cells {
     Cell at(int column) const { return {rows, row, column, scratch}; }
 };
 
-/// The text with `?` numbered, outside literals.
-std::string numbered(const std::string& sql) {
-    std::string result;
-    bool inLiteral = false;
-    int number = 0;
-    for (const char c : sql) {
-        inLiteral = inLiteral != (c == '\'');
-        if (c == '?' && !inLiteral)
-            result += '$' + std::to_string(++number);
-        else
-            result += c;
-    }
-    return result;
-}
-
 } // namespace
 
 bool PostgresParameters::set(std::span<const Value> values) {
@@ -152,9 +138,9 @@ std::string PostgresParameters::typeText() const {
 }
 
 PostgresStatement::PostgresStatement(PostgresConnection& connection, const std::string& sql, StatementUse use)
-    : connection_(connection), sql_(numbered(sql)), limited_(sql_), use_(use) {
-    if (use_ == StatementUse::kRows && connection_.keepsStatements())
-        limited_ += " LIMIT " + std::to_string(kFirstPortion + 1);
+    : connection_(connection), sql_(postgresSql(sql)), use_(use) {
+    if (use_ == StatementUse::kRows)
+        limited_ = sql_ + " LIMIT " + std::to_string(kFirstPortion + 1);
 }
 
 PostgresStatement::~PostgresStatement() {
@@ -164,26 +150,30 @@ PostgresStatement::~PostgresStatement() {
 int PostgresStatement::execute(std::span<const Value> values) {
     if (parameters_.set(values))
         forget();
-    if (use_ == StatementUse::kRows && large_)
+    // Behind a proxy a cursor ends with its transaction.
+    const bool inPortions =
+        use_ == StatementUse::kRows && (connection_.keepsStatements() || connection_.inTransaction());
+    if (inPortions && large_)
         return openCursor();
-    if (const int status = runPrepared(); status != kDbOk)
+    const std::string& sql = inPortions ? limited_ : sql_;
+    const int status = connection_.keepsStatements() ? runPrepared(sql) : runUnnamed(sql);
+    if (status != kDbOk)
         return status;
-    if (use_ == StatementUse::kRows && connection_.keepsStatements() && rowCount_ > kFirstPortion)
-        return openCursor();
-    return firstRow();
+    return inPortions && rowCount_ > kFirstPortion ? openCursor() : firstRow();
 }
 
-int PostgresStatement::runPrepared() {
-    if (!connection_.keepsStatements()) {
-        const int status = connection_.run({nullptr, limited_.c_str(), &parameters_}, use_, rows_);
-        return status == kDbOk ? checkTypes() : status;
-    }
+int PostgresStatement::runUnnamed(const std::string& sql) {
+    const int status = connection_.run({nullptr, sql.c_str(), &parameters_}, use_, rows_);
+    return status == kDbOk ? checkTypes() : status;
+}
+
+int PostgresStatement::runPrepared(const std::string& sql) {
     for (bool again = false;; again = true) {
         if (generation_ != connection_.generation())
             forget();
         const bool fresh = name_.empty();
         if (fresh) {
-            name_ = connection_.parse(limited_, parameters_);
+            name_ = connection_.parse(sql, parameters_);
             if (name_.empty())
                 return connection_.error().status;
             connection_.hold(name_);
@@ -275,6 +265,9 @@ int PostgresStatement::next() {
 }
 
 const OVDBColumn* PostgresStatement::read(const RowTarget& target) {
+    const auto columns = static_cast<std::size_t>(PQnfields(rows_.get()));
+    if (columns < target.columns.size()) // of a function that is not as it is declared
+        return &target.columns[columns];
     std::array<char, 24> scratch;
     return readRow(Cells{rows_.get(), row_, &scratch}, target);
 }

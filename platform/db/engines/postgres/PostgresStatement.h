@@ -32,7 +32,8 @@ class PostgresStatement : public Statement {
   private:
     static constexpr int kFirstPortion = 256;
 
-    int runPrepared();
+    int runPrepared(const std::string& sql);
+    int runUnnamed(const std::string& sql);
     void forget();
     int openCursor();
     int fetchPortion();
@@ -42,7 +43,7 @@ class PostgresStatement : public Statement {
 
     PostgresConnection& connection_;
     std::string sql_;     ///< with $1, $2 ...
-    std::string limited_; ///< the text that is prepared: the same, or its first portion
+    std::string limited_; ///< the same for the first portion
     StatementUse use_;
     std::string name_; ///< on the server, empty before it is prepared
     unsigned generation_ = 0;

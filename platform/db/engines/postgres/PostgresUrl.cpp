@@ -55,7 +55,7 @@ bool isPort(const std::string& text) {
 }
 
 bool isRoleName(const std::string& text) {
-    return !text.empty() && text.size() < 64 &&
+    return !text.empty() && text.size() < 64 && text != "public" && text != "none" &&
            text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
 }
 
@@ -69,7 +69,7 @@ std::string setOwnOption(DatabaseUrl& url, const UrlOption& option, bool& known)
     }
     if (option.name == "app_role") {
         url.engineOptions[option.name] = option.value;
-        return isRoleName(option.value) ? "" : "takes a role's name of lower-case letters, digits and underscores";
+        return isRoleName(option.value) ? "" : "takes the name of one role: lower-case letters, digits and underscores";
     }
     known = false;
     return "";
@@ -162,9 +162,12 @@ bool parsePostgresUrl(std::string_view rest, DatabaseUrl& url, std::string& erro
             bool libpqs = option.name == "ssl"; // a form of another client that libpq reads too
             for (const auto* one = known.get(); one->keyword != nullptr; ++one)
                 libpqs = libpqs || option.name == one->keyword;
-            if (!libpqs)
-                wrong = "is neither one of this library nor one of libpq";
-            else if (option.name == "replication" || option.name == "service")
+            if (!libpqs) { // its name may be a piece of a secret
+                error = "the database URL has an option that is neither libpq's nor one of pool, pool_ms, connect_ms, "
+                        "lock_ms, statement_ms, key, prepared, app_role";
+                return false;
+            }
+            if (option.name == "replication" || option.name == "service")
                 wrong = "is not taken: write what it stands for";
             (forLibpq += between) += option.text;
             between = '&';
@@ -185,6 +188,15 @@ bool parsePostgresUrl(std::string_view rest, DatabaseUrl& url, std::string& erro
         if (option->val != nullptr)
             url.engineOptions[option->keyword] = option->val;
     const auto value = [&url](const char* name) { return engineOption(url, name); };
+    constexpr std::pair<const char*, std::string_view> kChoices[] = {
+        {"sslmode", " disable allow prefer require verify-ca verify-full "},
+        {"target_session_attrs", " any read-write read-only primary standby prefer-standby "}};
+    for (const auto& [name, choices] : kChoices)
+        if (const auto chosen = value(name);
+            !chosen.empty() && choices.find(" " + chosen + " ") == std::string_view::npos) {
+            error = optionError({"", name, ""}, "takes one of" + std::string(choices.substr(0, choices.size() - 1)));
+            return false;
+        }
     const auto ports = commaList(value("port"));
     const std::size_t names = commaList(value("host")).size();
     const std::size_t addresses = commaList(value("hostaddr")).size();
@@ -193,7 +205,7 @@ bool parsePostgresUrl(std::string_view rest, DatabaseUrl& url, std::string& erro
         error = "the database URL's port is no number from 1 to 65535, or not one for all hosts or for each";
         return false;
     }
-    if (names != hosts && !value("host").empty()) {
+    if ((names != hosts && !value("host").empty()) || (addresses != hosts && !value("hostaddr").empty())) {
         error = "the database URL's host and hostaddr list different numbers of hosts";
         return false;
     }

@@ -39,12 +39,12 @@ int attachments(Connection& connection, const std::string& table, std::string& s
 
 /// SQLite changes most of a table only by making it anew: the rows are copied under another name that then takes the
 /// old one's place.
-int rebuild(Connection& connection, const TableText& table, const std::vector<std::string>& columns) {
+int rebuild(Connection& connection, const TableText& table, const TableChanges& changes) {
     std::string attached;
     if (const int status = attachments(connection, table.name, attached); status != kDbOk)
         return status;
     std::string list;
-    for (const auto& column : columns)
+    for (const auto& column : changes.present)
         list += (list.empty() ? "" : ", ") + column;
     const std::string fresh = table.name + "_rebuilt";
     std::string script =
@@ -70,7 +70,8 @@ const Dialect kSqliteDialect{
     "WHERE s.type = 'table' AND s.name NOT LIKE 'sqlite~_%' ESCAPE '~'",
     "SELECT s.name, (SELECT group_concat(name, ', ') FROM (SELECT name FROM pragma_index_xinfo(l.name) "
     "WHERE key = 1 ORDER BY seqno)), l.\"unique\" "
-    "FROM sqlite_schema s JOIN pragma_index_list(s.name) l WHERE s.type = 'table' AND l.partial = 0",
+    "FROM sqlite_schema s JOIN pragma_index_list(s.name) l WHERE s.type = 'table' AND l.partial = 0 "
+    "AND NOT EXISTS (SELECT 1 FROM pragma_index_xinfo(l.name) WHERE key = 1 AND name IS NULL)",
     "SELECT 'SQLite ' || sqlite_version()",
     "PRAGMA journal_mode",
     "SELECT page_count * page_size FROM pragma_page_count, pragma_page_size",
