@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::array kCounters{"executed", "prepared", "allocations"};
+constexpr std::array kCounters{"executed", "prepared", "round trips", "peak MB", "allocations"};
 constexpr int kNameWidth = 36;
 constexpr int kWidth = 12;
 
@@ -27,6 +27,12 @@ std::string fixed(double value, int digits) {
     std::ostringstream text;
     text << std::fixed << std::setprecision(digits) << value;
     return text.str();
+}
+
+/// A count, which may be a small one per row.
+std::string count(double value) {
+    constexpr double kSmall = 0.1;
+    return fixed(value, value > 0 && value < kSmall ? 5 : 2);
 }
 
 std::vector<double> ratios(const std::vector<double>& values, const std::vector<double>& to) {
@@ -59,11 +65,15 @@ void RatioTable::ReportRuns(const std::vector<Run>& runs) {
 }
 
 void RatioTable::print(std::ostream& out) const {
+    std::vector<const char*> counters;
+    for (const char* counter : kCounters)
+        if (std::ranges::any_of(contenders_, [counter](const auto& e) { return e.second.counters.contains(counter); }))
+            counters.push_back(counter);
     const auto cell = [&out](const std::string& text) { out << std::setw(kWidth) << text; };
     out << '\n' << std::left << std::setw(kNameWidth) << title_ << std::right;
     for (const char* title : {"wall ns", "CPU ns", "wall ratio", "middle half", "CPU ratio"})
         cell(title);
-    for (const char* counter : kCounters)
+    for (const char* counter : counters)
         cell(counter);
     out << '\n';
 
@@ -82,9 +92,9 @@ void RatioTable::print(std::ostream& out) const {
             cell(fixed(quantile(wall, 0.25), 2) + "-" + fixed(quantile(wall, 0.75), 2));
             cell(fixed(median(ratios(contender.cpu, raw->second.cpu)), 3));
         }
-        for (const char* counter : kCounters) {
+        for (const char* counter : counters) {
             const auto found = contender.counters.find(counter);
-            cell(found == contender.counters.end() ? "-" : fixed(found->second.value, 2));
+            cell(found == contender.counters.end() ? "-" : count(found->second.value));
         }
         out << '\n';
     }

@@ -12,7 +12,7 @@
 ///
 /// A ratio is the median of a contender's ratios to "raw" within each round: what slows the machine down for longer
 /// than a round hits both. The rows are the benchmarks that ran, named "group/contender", in the order of their
-/// registration.
+/// registration; of the counters there are columns for those that any of them has.
 class RatioTable : public benchmark::BenchmarkReporter {
   public:
     explicit RatioTable(std::string title) : title_(std::move(title)) {}

@@ -1,74 +1,58 @@
 #include "SociReader.h"
 
+#include <soci/postgresql/soci-postgresql.h>
 #include <soci/sqlite3/soci-sqlite3.h>
 
-#include "Db/Tbl/APP_Client.h"
-
-namespace {
-
-const std::string& selectClients() {
-    static const std::string text = std::string("SELECT ") + APP_Client_t2::kRow.columnList + " FROM APP_Client";
-    return text;
+SociReader::SociReader(const soci::backend_factory& backend, const std::string& where, const char* setting,
+                       const char* begin, Statements statements)
+    : session_(backend, where), begin_(begin), kept_(statements == Statements::kKept),
+      one_(prepare(selectOneClient(":id"), true)), all_(prepare(selectAllClients(), false)) {
+    if (setting != nullptr)
+        session_ << setting;
 }
 
-} // namespace
-
-SociReader::SociReader(const std::string& file)
-    : session_(soci::sqlite3, "db=\"" + file + "\""), one_(prepare(selectClients() + " WHERE id=:id", &wantedId_)),
-      all_(prepare(selectClients() + " ORDER BY id", nullptr)) {
-    session_ << "PRAGMA cache_size=-16384"; // as the others
+SociReader SociReader::onSqlite(const std::string& file, Statements statements) {
+    return {soci::sqlite3, "db=\"" + file + "\"", "PRAGMA cache_size=-16384", "BEGIN", statements}; // as the others
 }
 
-soci::statement SociReader::prepare(const std::string& sql, int* id) {
+SociReader SociReader::onPostgres(const std::string& url, Statements statements) {
+    return {soci::postgresql, url, nullptr, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", statements};
+}
+
+soci::statement SociReader::prepare(const std::string& sql, bool byId) {
     auto prepared = session_.prepare << sql;
-    if (id != nullptr)
-        prepared, soci::use(*id);
+    if (byId)
+        prepared, soci::use(wantedId_);
     into(prepared);
     return soci::statement(prepared);
 }
 
 /// Binds the variables to the columns. SOCI's statements take one exchange after the other by commas.
 template <class Statement> void SociReader::into(Statement& statement) {
-    auto* null = indicators_.data();
-    using soci::into;
-    statement, into(row_.id, *null++);
-    statement, into(row_.name, *null++);
-    statement, into(row_.simOperatingSystemId, *null++);
-    statement, into(row_.netHostname, *null++);
-    statement, into(row_.clientPassword, *null++);
-    statement, into(row_.refTime, *null++);
-    statement, into(row_.modified, *null++);
-    statement, into(row_.offlineEntity, *null++);
-    statement, into(row_.offlineTimeStamp, *null++);
-    statement, into(row_.hsHostName, *null++);
-    statement, into(row_.clientDescription, *null++);
-    statement, into(row_.jobResultDir, *null++);
-    statement, into(row_.clientSkewTime, *null++);
-    statement, into(row_.ovdPort, *null++);
-    statement, into(row_.evmgrcPort, *null++);
-    statement, into(row_.status, *null++);
-    statement, into(row_.releaseId, *null++);
-    statement, into(row_.spaceCheckFlags, *null++);
-    statement, into(row_.ccpId, *null++);
-    statement, into(row_.ccpTime, *null++);
-    statement, into(row_.origHCId, *null++);
-    statement, into(row_.guid, *null++);
-    statement, into(row_.specialClientFlags, *null++);
-    statement, into(row_.displayName, *null++);
+    eachColumn(row_, [&statement, null = row_.nulls](auto& value) mutable { statement, soci::into(value, *null++); });
 }
 
-int SociReader::readOneKept(int id) {
-    wantedId_ = id;
-    return one_.execute(true) ? row_.id : 0;
+void SociReader::begin(bool transaction) {
+    inTransaction_ = transaction;
+    if (transaction)
+        session_ << begin_;
 }
 
-void SociReader::endKeptRead() {
-    one_.fetch();
+void SociReader::end() {
+    if (kept_)
+        one_.fetch(); // lets go of its lock, which it holds until the next read
+    if (inTransaction_)
+        session_ << "COMMIT";
 }
 
-int SociReader::readOneFresh(int id) {
+int SociReader::readOne(int id) {
+    if (kept_) {
+        wantedId_ = id;
+        return one_.execute(true) ? row_.id : 0;
+    }
     {
-        auto once = session_ << selectClients() << " WHERE id=:id";
+        static const std::string text = selectOneClient(":id");
+        auto once = session_ << text;
         once, soci::use(id);
         into(once);
     } // it is prepared and run when the text ends

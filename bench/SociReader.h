@@ -1,43 +1,40 @@
 #pragma once
 
-#include <array>
 #include <string>
 
 #include <soci/soci.h>
 
+#include "ClientColumns.h"
+#include "Reader.h"
+
 /// APP_Client read through SOCI as its manual shows it: typed variables, each with its indicator (without one, NULL is
-/// an exception). Not in one source with RawReader: SOCI's SQLite header wants sqlite3.h for itself.
-class SociReader {
+/// an exception), with kept statements or a statement that is prepared for each read. Not in one source with
+/// RawSqlite: SOCI's SQLite header wants sqlite3.h for itself.
+class SociReader : public Reader {
   public:
-    /// Throws soci::soci_error, as the others do.
-    explicit SociReader(const std::string& file);
+    enum class Statements { kKept, kPreparedEachTime };
 
-    void execute(const char* sql) { session_ << sql; }
+    static SociReader onSqlite(const std::string& file, Statements statements);
+    static SociReader onPostgres(const std::string& url, Statements statements);
 
-    /// Reads one client with a kept statement. Its id, 0 when there is none.
-    int readOneKept(int id);
-    /// Lets go of the kept statement's lock, which SOCI holds until the next read: it would spare others of this
-    /// process the locking that they pay for.
-    void endKeptRead();
-    /// Reads one client with a statement that is prepared for it. Its id, 0 when there is none.
-    int readOneFresh(int id);
-    /// Reads all clients by id into the variables. How many they were.
-    int readAll();
+    void begin(bool transaction) override;
+    void end() override;
+    int readOne(int id) override;
+    /// With a kept statement in any case.
+    int readAll() override;
 
   private:
-    struct Row {
-        int id, simOperatingSystemId, offlineEntity, clientSkewTime, ovdPort, evmgrcPort, status, releaseId,
-            spaceCheckFlags, ccpId, origHCId, specialClientFlags;
-        long long refTime, modified, offlineTimeStamp, ccpTime;
-        std::string name, netHostname, clientPassword, hsHostName, clientDescription, jobResultDir, guid, displayName;
-    };
+    SociReader(const soci::backend_factory& backend, const std::string& where, const char* setting, const char* begin,
+               Statements statements);
 
-    soci::statement prepare(const std::string& sql, int* id);
+    soci::statement prepare(const std::string& sql, bool byId);
     template <class Statement> void into(Statement& statement);
 
     soci::session session_;
-    Row row_{};
-    std::array<soci::indicator, 24> indicators_{};
+    const char* begin_;
+    bool kept_;
+    bool inTransaction_ = false;
+    ClientValues<soci::indicator> row_{};
     int wantedId_ = 0;
     soci::statement one_;
     soci::statement all_;

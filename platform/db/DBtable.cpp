@@ -290,6 +290,14 @@ std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connect
            (order.empty() ? "" : " ORDER BY " + order) + (operation == Operation::kReadOne ? " LIMIT 1" : "");
 }
 
+bool DBtable::readsByKey() const {
+    if (where_ == nullptr || declaration_.keys[0] == nullptr || declaration_.keys[1] != nullptr)
+        return false;
+    std::string filter = where_->sql();
+    std::erase(filter, ' ');
+    return strcasecmp(filter.c_str(), (std::string(declaration_.keys[0]->name) + "=?").c_str()) == 0;
+}
+
 hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<const Form>& set,
                                      std::span<const Value> values, int& status) {
     const bool reads = operation <= Operation::kCall && declaration_.readsOnly;

@@ -138,6 +138,8 @@ class VSDKPLATFORM_API DBtable {
     hubdb::Lease& currentLease() const; ///< of the read that is under way
     hubdb::CachedStatement* run(Operation operation, const std::shared_ptr<const hubdb::Form>& set,
                                 std::span<const hubdb::Value> values, int& status);
+    /// Whether the filter names one row by its key: "id=%d".
+    bool readsByKey() const;
     std::string sqlFor(Operation operation, const hubdb::Form* set, hubdb::Connection& connection) const;
     int startRead(Operation operation);
     int nextRow();

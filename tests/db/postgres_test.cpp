@@ -317,7 +317,8 @@ TEST_P(Postgres, RoundTripsAreAsFewAsTheyCanBe) {
         }
     }
     EXPECT_EQ(hub_->ask("SELECT count(*) FROM pg_locks l JOIN pg_stat_activity a USING (pid) "
-                        "WHERE l.locktype = 'relation' AND a.application_name = 'libvsdkdb'"),
+                        "WHERE l.locktype = 'relation' AND a.application_name = 'libvsdkdb' AND "
+                        "a.datname = current_database()"),
               "0");
 }
 

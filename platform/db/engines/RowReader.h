@@ -25,10 +25,11 @@ enum class CellKind : int { kInteger = 1, kNull = 5 };
 
 /// Stores a text in a fixed buffer and leaves nothing of an earlier row behind it. Every byte behind a buffer's
 /// terminator is zero, so only as many bytes are cleared as the earlier text was longer.
-inline void storeText(const RowTarget& target, const OVDBColumn& column, char* buffer, std::string_view text) {
+template <bool MayHoldNul>
+void storeText(const RowTarget& target, const OVDBColumn& column, char* buffer, std::string_view text) {
     std::size_t length = text.size();
     if (length != 0) {
-        if (length >= column.size || std::memchr(text.data(), '\0', length) != nullptr) [[unlikely]]
+        if (length >= column.size || (MayHoldNul && std::memchr(text.data(), '\0', length) != nullptr)) [[unlikely]]
             length = cutText(target, column, text);
         std::memcpy(buffer, text.data(), length);
     }
@@ -42,7 +43,8 @@ template <class Integer> void storeInteger(char* member, Integer value) {
 }
 
 /// Copies the current row of a statement: the one loop for every table and engine. `Cells` gives for a column's index
-/// a cell with kind(), integer() and text(), whose text has no data for NULL. Null, or the column that does not fit.
+/// a cell with kind(), integer() and text(), whose text has no data for NULL, and says whether a text may hold a NUL
+/// byte. Null, or the column that does not fit.
 template <class Cells> const OVDBColumn* readRow(const Cells& cells, const RowTarget& target) {
     char* const row = target.row;
     short* indicator = target.indicators;
@@ -71,7 +73,7 @@ template <class Cells> const OVDBColumn* readRow(const Cells& cells, const RowTa
         const std::string_view text = cell.text();
         *indicator++ = text.data() == nullptr ? -1 : 0;
         if (column.isFixedText()) {
-            storeText(target, column, member, text);
+            storeText<Cells::kMayHoldNul>(target, column, member, text);
         } else {
             auto& owned = *reinterpret_cast<OVDBText*>(member);
             owned.bytes.assign(text);

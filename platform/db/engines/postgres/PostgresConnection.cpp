@@ -30,8 +30,8 @@ PostgresConnection::Clock::time_point PostgresConnection::statementDeadline() co
                                             : std::min(mustEndBy_, Clock::now() + url_.statementLimit + kGrace);
 }
 
-bool PostgresConnection::waitForSocket(Clock::time_point deadline, bool alsoWrite) {
-    return pollUntil(PQsocket(connection_.get()), static_cast<short>(alsoWrite ? POLLIN | POLLOUT : POLLIN), deadline);
+bool PostgresConnection::waitToSend(Clock::time_point deadline) {
+    return pollUntil(PQsocket(connection_.get()), POLLIN | POLLOUT, deadline);
 }
 
 bool PostgresConnection::nextResult(Clock::time_point deadline, PostgresResult& result) {
@@ -42,7 +42,7 @@ bool PostgresConnection::nextResult(Clock::time_point deadline, PostgresResult& 
         const bool readAhead = PQsslInUse(connection) != 0;
         if (readAhead && PQconsumeInput(connection) == 1 && PQisBusy(connection) == 0)
             break;
-        if (!waitForSocket(deadline, unsent))
+        if (!(unsent ? waitToSend(deadline) : watch_.waitUntil(deadline)))
             return false;
         PQconsumeInput(connection); // its failure is met by PQgetResult
     }
@@ -310,7 +310,7 @@ void PostgresConnection::closeCursor(const std::string& cursor) noexcept {
 bool PostgresConnection::flush(Clock::time_point deadline) {
     int left = 0;
     while ((left = PQflush(connection_.get())) == 1) {
-        if (!waitForSocket(deadline, true))
+        if (!waitToSend(deadline))
             return false;
         PQconsumeInput(connection_.get()); // a server that has something to say may not take more before
     }

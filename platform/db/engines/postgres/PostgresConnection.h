@@ -11,6 +11,7 @@
 
 #include "db/DatabaseUrl.h"
 #include "db/engines/Engine.h"
+#include "db/engines/postgres/PostgresWire.h"
 
 namespace hubdb {
 
@@ -137,8 +138,8 @@ class PostgresConnection : public Connection {
     static constexpr std::chrono::milliseconds kGrace{500};
 
     Clock::time_point statementDeadline() const;
-    /// Waits until the socket can be read, or written when there is something to send. False when the time is up.
-    bool waitForSocket(Clock::time_point deadline, bool alsoWrite);
+    /// Waits until the socket can take more, or has something to say before it does. False when the time is up.
+    bool waitToSend(Clock::time_point deadline);
     /// The next result, as PQgetResult gives it. False when the time is up.
     bool nextResult(Clock::time_point deadline, PostgresResult& result);
     /// Takes the answer to what was sent: until the server is ready, or, of a pipeline, for so many synchronisations.
@@ -172,6 +173,7 @@ class PostgresConnection : public Connection {
     RoundTrips* roundTrips_;
     std::string conninfo_;
     std::unique_ptr<PGconn, Finish> connection_;
+    SocketWatch watch_;
     Clock::time_point mustEndBy_ = Clock::time_point::max(); ///< whatever the limits of statements are
     bool sawServer_ = false;                                 ///< a server has answered, be it with a refusal
     EngineError error_;

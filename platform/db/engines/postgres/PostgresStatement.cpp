@@ -53,49 +53,54 @@ std::int64_t integerOf(const char* bytes, int length) {
     }
 }
 
-/// One column of a row of a binary result.
+/// One column of a row of a binary result. A length of 0 is asked for first: numbers have none, and of texts it tells
+/// those that may be NULL.
 struct Cell {
     const PGresult* rows;
     int row;
     int column;
+    int length;
+    bool number;
     std::array<char, 24>* scratch; ///< for a number that is read as a text
 
     CellKind kind() const {
-        if (PQgetisnull(rows, row, column) != 0)
-            return CellKind::kNull;
         constexpr CellKind kOther{};
-        return isInteger(PQftype(rows, column)) ? CellKind::kInteger : kOther;
+        if (number)
+            return length == 0 ? CellKind::kNull : CellKind::kInteger;
+        return PQgetisnull(rows, row, column) != 0 ? CellKind::kNull : kOther;
     }
-    std::int64_t integer() const { return integerOf(PQgetvalue(rows, row, column), PQgetlength(rows, row, column)); }
+    std::int64_t integer() const { return integerOf(PQgetvalue(rows, row, column), length); }
     std::string_view text() const {
-        const int length = PQgetlength(rows, row, column);
         if (length == 0 && PQgetisnull(rows, row, column) != 0)
             return {};
-        if (isInteger(PQftype(rows, column))) {
-            const char* const end = std::to_chars(scratch->data(), scratch->data() + scratch->size(), integer()).ptr;
-            return {scratch->data(), static_cast<std::size_t>(end - scratch->data())};
-        }
-        return {PQgetvalue(rows, row, column), static_cast<std::size_t>(length)};
+        if (!number)
+            return {PQgetvalue(rows, row, column), static_cast<std::size_t>(length)};
+        const char* const end = std::to_chars(scratch->data(), scratch->data() + scratch->size(), integer()).ptr;
+        return {scratch->data(), static_cast<std::size_t>(end - scratch->data())};
     }
 };
 
 struct Cells {
+    static constexpr bool kMayHoldNul = false; ///< the server refuses it
     const PGresult* rows;
     int row;
+    const bool* numbers;
     std::array<char, 24>* scratch;
 
-    Cell at(int column) const { return {rows, row, column, scratch}; }
+    Cell at(int column) const { return {rows, row, column, PQgetlength(rows, row, column), numbers[column], scratch}; }
 };
 
 } // namespace
 
 bool PostgresParameters::set(std::span<const Value> values) {
     bool changed = types_.size() != values.size();
-    types_.resize(values.size(), kUnknown);
-    data_.resize(values.size());
-    lengths_.resize(values.size());
-    formats_.assign(values.size(), 1);
-    numbers_.resize(values.size());
+    if (changed) {
+        types_.resize(values.size(), kUnknown);
+        data_.resize(values.size());
+        lengths_.resize(values.size());
+        formats_.assign(values.size(), 1);
+        numbers_.resize(values.size());
+    }
     for (std::size_t i = 0; i < values.size(); ++i) {
         const Value& value = values[i];
         Oid type = types_[i];
@@ -196,8 +201,11 @@ void PostgresStatement::forget() {
 
 int PostgresStatement::checkTypes() {
     rowCount_ = PQntuples(rows_.get());
-    for (int column = 0; column < PQnfields(rows_.get()); ++column) {
+    columnCount_ = PQnfields(rows_.get());
+    numbers_ = std::make_unique<bool[]>(static_cast<std::size_t>(columnCount_));
+    for (int column = 0; column < columnCount_; ++column) {
         const Oid type = PQftype(rows_.get(), column);
+        numbers_[static_cast<std::size_t>(column)] = isInteger(type);
         if (!isInteger(type) && !isText(type)) {
             std::string words = std::string(PQfname(rows_.get(), column)) + ": a column of the server's type " +
                                 std::to_string(type) + ", which no row has";
@@ -265,16 +273,16 @@ int PostgresStatement::next() {
 }
 
 const OVDBColumn* PostgresStatement::read(const RowTarget& target) {
-    const auto columns = static_cast<std::size_t>(PQnfields(rows_.get()));
+    const auto columns = static_cast<std::size_t>(columnCount_);
     if (columns < target.columns.size()) // of a function that is not as it is declared
         return &target.columns[columns];
     std::array<char, 24> scratch;
-    return readRow(Cells{rows_.get(), row_, &scratch}, target);
+    return readRow(Cells{rows_.get(), row_, numbers_.get(), &scratch}, target);
 }
 
 void PostgresStatement::readText(std::string& text) {
     std::array<char, 24> scratch;
-    text += Cell{rows_.get(), row_, 0, &scratch}.text();
+    text += Cells{rows_.get(), row_, numbers_.get(), &scratch}.at(0).text();
 }
 
 std::int64_t PostgresStatement::affected() const {

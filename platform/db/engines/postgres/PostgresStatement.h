@@ -51,6 +51,8 @@ class PostgresStatement : public Statement {
     PostgresResult rows_;
     int row_ = 0;
     int rowCount_ = 0;
+    int columnCount_ = 0;
+    std::unique_ptr<bool[]> numbers_; ///< which columns are
     std::string cursor_;
     int portion_ = kFirstPortion;
     std::uint64_t transactionNumber_ = 0; ///< when the cursor was opened

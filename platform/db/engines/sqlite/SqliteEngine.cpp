@@ -95,6 +95,7 @@ struct Cell {
 /// The current row of a statement. Its values may be read like any other because one thread at a time has the
 /// connection.
 struct LiveCells {
+    static constexpr bool kMayHoldNul = true;
     sqlite3_stmt* statement;
 
     Cell at(int i) const { return {sqlite3_column_value(statement, i)}; }
@@ -102,6 +103,7 @@ struct LiveCells {
 
 /// A row that was read ahead.
 struct KeptCells {
+    static constexpr bool kMayHoldNul = true;
     const std::vector<ValueHandle>& values;
 
     Cell at(int i) const { return {values[static_cast<std::size_t>(i)].get()}; }
