@@ -1,6 +1,8 @@
 #include "PrivateServer.h"
 
+#include <fcntl.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -21,7 +23,9 @@ void stopAndExit(int /*signal*/) {
 
 } // namespace
 
-PrivateServer::PrivateServer() {
+PrivateServer::PrivateServer() : lock_(open(VSDK_BENCH_FOLDER "/postgres.lock", O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
+    if (flock(lock_, LOCK_EX | LOCK_NB) != 0)
+        throw std::runtime_error("another run of this build has a server; the two would only disturb each other");
     cpu_set_t one;
     CPU_ZERO(&one);
     CPU_SET(sched_getcpu(), &one);
@@ -40,4 +44,5 @@ PrivateServer::~PrivateServer() {
     } catch (const std::exception& failure) {
         std::cerr << failure.what() << '\n';
     }
+    close(lock_);
 }

@@ -3,7 +3,7 @@
 #include <string>
 
 /// A PostgreSQL server of the program's own, which scripts/postgres starts and this object's end, or an interrupt,
-/// stops and removes. One at a time. Throws std::runtime_error when it cannot be started.
+/// stops and removes. One at a time in a build tree. Throws std::runtime_error when it cannot be started.
 ///
 /// From its start on the program shares one processor with it. Otherwise the kernel would put each connection's process
 /// beside the program or elsewhere, as it likes, and waking one that sleeps elsewhere costs several times what a read
@@ -19,5 +19,6 @@ class PrivateServer {
     const std::string& url() const { return url_; }
 
   private:
+    int lock_; ///< held until the server is gone
     std::string url_;
 };
