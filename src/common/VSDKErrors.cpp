@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 #include <functional>
+#include <limits>
 #include <mutex>
 
 #include "log/EvEvent.h"
@@ -337,4 +339,26 @@ void getLocaleErrorMsgFromVSDKErrorCode(std::string& out, unsigned long code, un
     const auto row =
         std::ranges::find_if(EvMgrsToVSDKErrorMap, [&](const auto& entry) { return entry.second.first == code; });
     out = row != EvMgrsToVSDKErrorMap.end() ? localisedMessage(row->first, row->second.second, arg) : std::string();
+}
+
+std::string UnixTimeToLocTimeString(unsigned long time) {
+    if (time == 0) {
+        return "now";
+    }
+    // What ctime does, whose buffer all threads share; ctime_r has no room for years beyond 9999, strftime follows the
+    // locale.
+    constexpr int kFirstYear = 1900;
+    constexpr std::array kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    constexpr std::array kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const auto seconds = static_cast<std::time_t>(time);
+    std::tm local{};
+    tzset(); // localtime_r need not notice that the zone was changed
+    if (localtime_r(&seconds, &local) == nullptr || local.tm_year > std::numeric_limits<int>::max() - kFirstYear) {
+        return "";
+    }
+    std::array<char, 80> text{};
+    std::snprintf(text.data(), text.size(), "%s %s%3d %.2d:%.2d:%.2d %d",
+                  kDays.at(static_cast<std::size_t>(local.tm_wday)), kMonths.at(static_cast<std::size_t>(local.tm_mon)),
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, kFirstYear + local.tm_year);
+    return text.data();
 }

@@ -51,6 +51,11 @@ VSDKDB_API void frameErrorMsg(std::string& message, unsigned long& code, int eve
 /// the map has that code.
 VSDKDB_API void getLocaleErrorMsgFromVSDKErrorCode(std::string& out, unsigned long code, unsigned long arg);
 
+/// A time in Unix seconds as text in the process's local time zone: "Sun Nov 15 12:44:46 2026", the C library's `ctime`
+/// without the line end. "now" for 0, empty for a time that `ctime` cannot represent, as in a year beyond 2147483647.
+/// As there, the value's bits are taken as a signed number.
+VSDKDB_API std::string UnixTimeToLocTimeString(unsigned long time);
+
 /// Event-manager code to VSDK code and identifier of the localised message. Filled once, by `initializeErrorMap`, and
 /// only read afterwards.
 extern VSDKDB_API std::unordered_map<int, std::pair<unsigned long, unsigned long>> EvMgrsToVSDKErrorMap;
