@@ -14,6 +14,23 @@ struct ProcedureText {
 };
 
 inline constexpr std::array kProcedureTexts{
+    // What subclients name counts, whether its own row is there or not. An unset agent type is NULL or -1.
+    ProcedureText{"GetInstanceList", "integer, integer",
+                  "SELECT A.instance, coalesce(N.name, '') FROM (SELECT DISTINCT instance FROM APP_Application "
+                  "WHERE clientId = ?1 AND coalesce(appTypeId, -1) = ?2) A "
+                  "LEFT JOIN APP_InstanceName N ON N.id = A.instance ORDER BY A.instance"},
+    ProcedureText{"GetBackupSetList", "integer, integer, integer",
+                  "SELECT A.backupSet, coalesce(N.name, ''), CASE WHEN (SELECT P.attrVal FROM APP_BackupSetProp P "
+                  "WHERE P.componentNameId = A.backupSet AND P.attrName = 'On Demand Backupset' AND P.modified = 0 "
+                  "ORDER BY P.id LIMIT 1) = '1' THEN 1 ELSE 0 END FROM (SELECT DISTINCT backupSet FROM APP_Application "
+                  "WHERE clientId = ?1 AND coalesce(appTypeId, -1) = ?2 AND instance = ?3) A "
+                  "LEFT JOIN APP_BackupSetName N ON N.id = A.backupSet ORDER BY A.backupSet"},
+    ProcedureText{"GetSubclientList", "integer, integer, integer, integer",
+                  "SELECT id, subclientName FROM APP_Application WHERE clientId = ?1 AND "
+                  "coalesce(appTypeId, -1) = ?2 AND instance = ?3 AND backupSet = ?4 ORDER BY id"},
+    ProcedureText{"simGetOSType", "integer",
+                  "SELECT S.id, S.Name, S.Version, S.Type, C.net_hostname, CAST(C.releaseId AS text) FROM APP_Client C "
+                  "JOIN SimOperatingSystem S ON S.id = C.simOperatingSystemId WHERE C.id = ?1"},
     // The client id is declared and not used: every client but the first is listed.
     ProcedureText{"GetClientAndOSInfo", "integer",
                   "SELECT C.id, C.name, S.id, C.status, S.Name, C.releaseId FROM APP_Client C "

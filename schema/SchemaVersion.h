@@ -5,7 +5,7 @@
 namespace hubdb {
 
 /// The version of the hub database that this library reads and writes.
-inline constexpr int kSchemaVersion = 2;
+inline constexpr int kSchemaVersion = 3;
 
 /// What an upgrade from a version does to the data, before the tables are brought to the shape that is declared.
 struct UpgradeStep {
@@ -19,6 +19,8 @@ inline constexpr std::array kUpgradeSteps{
     UpgradeStep{1, "DELETE FROM UMVSDKSessions WHERE GUID IS NULL OR GUID = '' OR EXISTS "
                    "(SELECT 1 FROM UMVSDKSessions later WHERE later.GUID = UMVSDKSessions.GUID AND "
                    "later.id > UMVSDKSessions.id)"},
+    // More procedures, which an upgrade makes in any case.
+    UpgradeStep{2, ""},
 };
 
 } // namespace hubdb

@@ -27,6 +27,8 @@ std::string fault(const OVDBColumn& column, const BulkValue& value) {
             return "the text has " + std::to_string(value->text.size()) + " bytes, and the column holds " +
                    std::to_string(column.size - 1);
         return "";
+    case Value::Type::kIds:
+        return "a set where a value belongs";
     case Value::Type::kInt32:
     case Value::Type::kInt64:
         break;

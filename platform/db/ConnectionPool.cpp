@@ -199,7 +199,7 @@ void Database::install(std::shared_ptr<Database> database, Factory reopen) {
         database->close();
 }
 
-Lease Database::lease(std::size_t preferred, EngineError& error) {
+Lease Database::lease(std::size_t preferred, EngineError& error, bool fresh) {
     std::size_t index = 0;
     if (!(waiting_ == 0 && take(preferred, index)) && !waitForSlot(preferred, index)) {
         error = {kDbTimedOut, 0,
@@ -208,6 +208,8 @@ Lease Database::lease(std::size_t preferred, EngineError& error) {
     }
     Lease lease(shared_from_this(), index);
     Slot& slot = slots_[index];
+    if (fresh)
+        slot.session.reset();
     if (slot.session == nullptr) {
         auto connection = engine_->open(error, &slot.counters.roundTrips);
         if (connection == nullptr)
@@ -296,7 +298,7 @@ ThreadSession::Current& ThreadSession::current() {
     return instance;
 }
 
-bool ThreadSession::enter(EngineError& error) {
+bool ThreadSession::enter(EngineError& error, bool fresh) {
     if (shared_ != nullptr)
         return true;
     Current& here = current();
@@ -310,7 +312,7 @@ bool ThreadSession::enter(EngineError& error) {
         here.shared = std::make_unique<Shared>();
     }
     if (here.shared->users == 0) {
-        here.shared->lease = database->lease(here.slot, error);
+        here.shared->lease = database->lease(here.slot, error, fresh);
         if (!here.shared->lease)
             return false;
         here.slot = here.shared->lease.slot();

@@ -135,8 +135,9 @@ class Database : public std::enable_shared_from_this<Database> {
     /// Asks the engines of all databases that are alive, in the child, and forgets these.
     static bool forkedChildMayConnect();
 
-    /// A connection of its own for the caller, `preferred` first. Without one: `error` tells why.
-    Lease lease(std::size_t preferred, EngineError& error);
+    /// A connection of its own for the caller, `preferred` first. Without one: `error` tells why. With `fresh` it is a
+    /// new one: where one was lost, the idle ones of the pool may be, too.
+    Lease lease(std::size_t preferred, EngineError& error, bool fresh = false);
 
     HubDatabaseStatistics statistics() const;
 
@@ -173,8 +174,8 @@ class ThreadSession {
     ThreadSession& operator=(const ThreadSession&) = delete;
     ~ThreadSession() { leave(); }
 
-    /// False without a connection: `error` tells why.
-    bool enter(EngineError& error);
+    /// False without a connection: `error` tells why. `fresh` is for Database::lease.
+    bool enter(EngineError& error, bool fresh = false);
     void leave() noexcept;
     /// The thread's lease. Only between enter and leave.
     Lease& lease() const { return shared_->lease; }

@@ -12,7 +12,7 @@ namespace hubdb {
 
 /// A value bound to a statement. A text is borrowed: it must outlive the execution.
 struct Value {
-    enum class Type : std::uint8_t { kNull, kInt32, kInt64, kText };
+    enum class Type : std::uint8_t { kNull, kInt32, kInt64, kText, kIds };
 
     Type type;
     std::int64_t number;
@@ -22,6 +22,13 @@ struct Value {
     static Value int32(std::int32_t number) { return {Type::kInt32, number, {}}; }
     static Value int64(std::int64_t number) { return {Type::kInt64, number, {}}; }
     static Value ofText(std::string_view text) { return {Type::kText, 0, text}; }
+    /// A set of ids, borrowed like a text; what stands for it is Connection::isIn().
+    static Value ofIds(std::span<const std::int32_t> ids) {
+        return {Type::kIds, 0, {reinterpret_cast<const char*>(ids.data()), ids.size_bytes()}};
+    }
+    std::span<const std::int32_t> ids() const {
+        return {reinterpret_cast<const std::int32_t*>(text.data()), text.size() / sizeof(std::int32_t)};
+    }
 };
 
 /// The values of one form, texts copied. Up to eight values and 256 bytes of text take no allocation, which is what

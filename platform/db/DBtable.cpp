@@ -9,6 +9,7 @@
 
 #include "db/DBtran.h"
 #include "db/FaultSeam.h"
+#include "db/engines/PackedRow.h"
 #include "log/EvDebug.h"
 
 using hubdb::EngineError;
@@ -220,12 +221,12 @@ std::string DBtable::getErrorStr(int status) const {
 
 // ---- running statements
 
-hubdb::Lease* DBtable::enter(EngineError& error) {
+hubdb::Lease* DBtable::enter(EngineError& error, bool fresh) {
     if (transactionGone_)
         error = {kDbTransactionFailed, 0, "the transaction of this accessor is gone"};
     else if (transaction_ != nullptr)
         return transaction_->usable(error);
-    else if (session_.enter(error))
+    else if (session_.enter(error, fresh))
         return &session_.lease();
     return nullptr;
 }
@@ -241,13 +242,6 @@ void DBtable::leave() noexcept {
 
 std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connection& connection) const {
     const std::string object = declaration_.object;
-    const auto keyNames = [this] {
-        std::vector<std::string> names;
-        for (const auto* key : declaration_.keys)
-            if (key != nullptr)
-                names.emplace_back(key->name);
-        return names;
-    };
     const auto filter = [this] { return where_ == nullptr ? std::string() : " WHERE " + where_->sql(); };
     // The key's filter has no blank behind its placeholders, and an engine may need one.
     const auto byKey = [this] {
@@ -284,10 +278,25 @@ std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connect
     case Operation::kReadAll:
         break;
     }
-    const std::string order =
-        order_ == nullptr ? joined(keyNames(), ", ") : orderedByColumns(declaration_, order_->text());
-    return std::string("SELECT ") + declaration_.columnList + " FROM " + object + filter() +
-           (order.empty() ? "" : " ORDER BY " + order) + (operation == Operation::kReadOne ? " LIMIT 1" : "");
+    if (operation == Operation::kReadOne && readsByKey())
+        return std::string("SELECT ") + declaration_.columnList + " FROM " + object + filter();
+    return selectText(filter(), "") + (operation == Operation::kReadOne ? " LIMIT 1" : "");
+}
+
+std::string DBtable::selectText(const std::string& condition, const std::string& before) const {
+    std::string order = before;
+    const auto then = [&order](const std::string& columns) {
+        order += (order.empty() || columns.empty() ? "" : ", ") + columns;
+    };
+    if (order_ != nullptr) {
+        then(orderedByColumns(declaration_, order_->text()));
+    } else {
+        for (const auto* key : declaration_.keys)
+            if (key != nullptr && key->name != before)
+                then(key->name);
+    }
+    return std::string("SELECT ") + declaration_.columnList + " FROM " + declaration_.object + condition +
+           (order.empty() ? "" : " ORDER BY " + order);
 }
 
 bool DBtable::readsByKey() const {
@@ -310,9 +319,9 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
                                   filtered ? where_.get() : nullptr,
                                   ordered ? order_.get() : nullptr,
                                   set.get()};
-    for (bool again = false;; again = true) {
+    for (bool again = false, lost = false;; again = true) {
         EngineError error;
-        hubdb::Lease* const lease = enter(error);
+        hubdb::Lease* const lease = enter(error, lost);
         if (lease == nullptr) {
             status = fail(error.status, error.words);
             return nullptr;
@@ -350,11 +359,14 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
             hubdb::Session::release(*entry);
         }
         status = error.status;
-        if (status == kDbConnectionLost)
+        lost = status == kDbConnectionLost;
+        if (lost)
             session.condemn();
         leave();
+        if (transaction_ == nullptr && hubdb::ReadScope::fail(error.words.c_str()) && reads)
+            continue; // the scope's transaction may be to blame: the read on its own decides
         // A read whose connection died before its first row is safe to run again; a write only when it was never sent.
-        if (status != kDbConnectionLost || again || !(reads || error.unsent) || transaction_ != nullptr) {
+        if (!lost || again || !(reads || error.unsent) || transaction_ != nullptr) {
             fail(status, error.words);
             return nullptr;
         }
@@ -382,8 +394,28 @@ void DBtable::takeRow() {
 }
 
 int DBtable::deliverRow() {
+    const int status =
+        delivered(reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object}));
+    if (status == kDbOk)
+        hubdb::Counters::add(currentLease().counters().rows);
+    return status;
+}
+
+int DBtable::nextKeptRow() {
+    if (kept_.left == 0) {
+        position_ = Position::kPastRows;
+        endRead();
+        return kDbNoRow;
+    }
+    --kept_.left;
+    const hubdb::PackedCells cells(kept_.at);
     const OVDBColumn* const misfit =
-        reading_->statement->read({declaration_.columns, row_, indicators_, declaration_.object});
+        hubdb::readRow(cells, {declaration_.columns, row_, indicators_, declaration_.object});
+    kept_.at = cells.rest(); // the next row, unless there is a misfit, which ends the read
+    return delivered(misfit);
+}
+
+int DBtable::delivered(const OVDBColumn* misfit) {
     if (misfit != nullptr) {
         position_ = Position::kPastRows;
         clearRow();
@@ -391,7 +423,6 @@ int DBtable::deliverRow() {
         return fail(kDbBadValue, std::string(declaration_.object) + "." + misfit->name +
                                      ": the database holds a value that is no number or outside the column's range");
     }
-    hubdb::Counters::add(currentLease().counters().rows);
     takeRow();
     return kDbOk;
 }
@@ -412,7 +443,24 @@ int DBtable::startRead(Operation operation) {
     return status;
 }
 
+int DBtable::startScopedRead(Operation operation) {
+    hubdb::ReadScope* const scope = hubdb::ReadScope::current();
+    if (scope == nullptr || transaction_ != nullptr || declaration_.kind != OVDBObjectKind::kTable)
+        return startRead(operation);
+    endRead();
+    if (valuesRefusal_.status == kDbOk && orderRefusal_.status == kDbOk && isolationRefusal_.status == kDbOk &&
+        !transactionGone_)
+        kept_ = scope->answer(*this, static_cast<int>(operation));
+    if (kept_.set == nullptr)
+        return startRead(operation);
+    cut_ = false;
+    position_ = Position::kPastRows;
+    return kDbOk;
+}
+
 int DBtable::nextRow() {
+    if (kept_.set != nullptr)
+        return nextKeptRow();
     if (reading_ == nullptr)
         return cut_ ? fail(kDbTransactionFailed, "the read was cut off by the end of its transaction") : kDbNoRow;
     const int status = advance();
@@ -451,10 +499,13 @@ int DBtable::advance() {
             lease.session().condemn();
     }
     endRead();
+    if (transaction_ == nullptr)
+        hubdb::ReadScope::fail(words.c_str());
     return fail(status, words);
 }
 
 void DBtable::endRead() noexcept {
+    kept_.set.reset();
     if (reading_ == nullptr)
         return;
     if (currentLease().usable())
@@ -483,6 +534,8 @@ void DBtable::joinThreadReaders() {
 }
 
 void DBtable::detachThreadReads() {
+    // What this thread writes, its lists must not miss; and their transaction must not be what it waits for.
+    hubdb::ReadScope::giveUp("this thread writes");
     // An embedded engine's open read keeps its lock, and this thread's own transaction would wait for it in vain.
     // A failure to detach is met by the read itself when it asks for its next row.
     for (DBtable* reader = threadReaders(); reader != nullptr; reader = reader->nextReader_)
@@ -491,7 +544,7 @@ void DBtable::detachThreadReads() {
 }
 
 int getOneRow(DBtable* table, bool /*reserved*/, int /*reservedNumber*/, int /*reservedFlags*/) {
-    int status = table->startRead(DBtable::Operation::kReadOne);
+    int status = table->startScopedRead(DBtable::Operation::kReadOne);
     if (status == kDbOk)
         status = table->nextRow();
     table->endRead();
@@ -502,7 +555,7 @@ int getNextRow(DBtable* table, int* state, int /*reservedNumber*/, int /*reserve
     if (*state != 0)
         return table->nextRow();
     *state = 1;
-    const int status = table->startRead(DBtable::Operation::kReadAll);
+    const int status = table->startScopedRead(DBtable::Operation::kReadAll);
     table->joinThreadReaders();
     return status == kDbOk ? table->nextRow() : status;
 }

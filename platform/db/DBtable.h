@@ -15,6 +15,7 @@
 #include "db/DBStatus.h"
 #include "db/DBText.h"
 #include "db/DBValue.h"
+#include "db/ReadScope.h"
 
 class DBtran;
 
@@ -112,6 +113,7 @@ class VSDKPLATFORM_API DBtable {
 
   private:
     friend class DBtran;
+    friend class hubdb::ReadScope;
     friend VSDKPLATFORM_API int getOneRow(DBtable* table, bool reserved, int reservedNumber, int reservedFlags);
     friend VSDKPLATFORM_API int getNextRow(DBtable* table, int* state, int reservedNumber, int reservedFlags);
 
@@ -133,7 +135,8 @@ class VSDKPLATFORM_API DBtable {
     /// What rowUpdate and rowDelete act on.
     enum class Position : std::uint8_t { kNowhere, kFiltered, kOnRow, kPastRows };
 
-    hubdb::Lease* enter(hubdb::EngineError& error);
+    /// The connection for a statement; after one was lost, a `fresh` one.
+    hubdb::Lease* enter(hubdb::EngineError& error, bool fresh = false);
     void leave() noexcept;
     hubdb::Lease& currentLease() const; ///< of the read that is under way
     hubdb::CachedStatement* run(Operation operation, const std::shared_ptr<const hubdb::Form>& set,
@@ -141,11 +144,18 @@ class VSDKPLATFORM_API DBtable {
     /// Whether the filter names one row by its key: "id=%d".
     bool readsByKey() const;
     std::string sqlFor(Operation operation, const hubdb::Form* set, hubdb::Connection& connection) const;
+    /// The rows that match a condition, in the reader's order behind the columns of `before`.
+    std::string selectText(const std::string& condition, const std::string& before) const;
     int startRead(Operation operation);
+    /// The same, or rows that this thread's scope has already.
+    int startScopedRead(Operation operation);
     int nextRow();
     /// Moves to the next row that was not delivered. At the end and on failure the read is over.
     int advance();
     int deliverRow();
+    int nextKeptRow();
+    /// What copying a row came to: `misfit` is the column whose value does not fit.
+    int delivered(const OVDBColumn* misfit);
     void joinThreadReaders();
     void endRead() noexcept;
     void cutRead() noexcept;
@@ -179,6 +189,7 @@ class VSDKPLATFORM_API DBtable {
     hubdb::ThreadSession session_;                                       ///< while reading outside a transaction
     hubdb::CachedStatement* reading_ = nullptr;                          ///< the statement whose rows are being read
     bool rowPending_ = false;                                            ///< its current row was not delivered yet
+    hubdb::KeptRows kept_;                                               ///< what is read instead, of a scope
     bool cut_ = false;              ///< the read was ended by its transaction: it has not come to its end
     DBtable* nextReader_ = nullptr; ///< this thread's other open reads outside a transaction
     int lastStatus_ = kDbOk;

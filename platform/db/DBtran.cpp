@@ -28,12 +28,13 @@ int DBtran::startTran() {
         return fail(error.status, error.words);
     thread_local std::size_t slot = 0; // the one that this thread's last transaction had: its statements are there
     const auto kind = readOnly_ ? hubdb::TransactionKind::kRead : hubdb::TransactionKind::kWrite;
+    // Before this thread waits for a connection it gives up what its list holds, or two of them would wait for each other.
+    DBtable::detachThreadReads();
     for (bool again = false;; again = true) {
-        lease_ = database->lease(slot, error);
+        lease_ = database->lease(slot, error, again);
         if (!lease_)
             return fail(error.status, error.words);
         slot = lease_.slot();
-        DBtable::detachThreadReads();
         int status = injectedFault(FaultPoint::kBegin, "");
         if (status == kDbOk)
             status = lease_.session().connection().begin(kind);

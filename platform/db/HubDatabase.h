@@ -9,7 +9,7 @@
 struct HubDatabaseStatistics {
     std::uint64_t statementsExecuted; ///< statements run, transaction control not counted
     std::uint64_t statementsPrepared; ///< statements compiled by the engine
-    std::uint64_t rowsRead;           ///< rows delivered into row buffers
+    std::uint64_t rowsRead;           ///< rows that the engine gave
     std::uint64_t connectionsOpened;
     std::uint64_t roundTrips; ///< waits for a server's answer, transaction control included; 0 without a server
 };

@@ -1,9 +1,9 @@
 #include "entities/VSDKAppTypeInfo.h"
 
 #include <array>
-#include <memory>
 
 #include "Db/Tbl/APP_IDAName.h"
+#include "db/ReadScope.h"
 #include "log/EvEvent.h"
 #include "system/OVPI_Focus.h"
 #include "system/OVSimSystemOS.h"
@@ -41,27 +41,22 @@ int VSDK_AppType::FetchProperties(APP_IDAName_t* row) {
     return 0;
 }
 
-VSDK_AppTypeList::VSDK_AppTypeList(int client) : fetched(false), clientId(client) {}
-
-VSDK_AppTypeList::~VSDK_AppTypeList() {
-    for (const VSDK_AppType* element : elements)
-        delete element;
-}
+VSDK_AppTypeList::VSDK_AppTypeList(int client) : clientId(client) {}
+VSDK_AppTypeList::~VSDK_AppTypeList() = default;
 
 VSDK_AppTypeList& VSDK_AppTypeList::FetchAppTypes(bool fetchProperties) {
     if (fetched)
         return *this;
+    hubdb::ReadScope scope(fetchProperties);
     APP_IDAName agents(nullptr);
     agents.setIsolationType(4);
     agents.setWhere("clientId=%d", clientId);
-    int state = 0;
-    while (getNextRow(&agents, &state, -1, 0) == 0) {
-        auto element = std::make_unique<VSDK_AppType>(clientId, agents.getDataPtr()->appTypeId);
+    scope.eachRow(agents, [&](APP_IDAName_t& row) {
+        auto agent = std::make_unique<VSDK_AppType>(clientId, row.appTypeId);
         if (fetchProperties)
-            (void)element->FetchProperties(agents.getDataPtr());
-        elements.push_back(element.get());
-        (void)element.release(); // the list's from here on
-    }
+            (void)agent->FetchProperties(&row);
+        append(std::move(agent));
+    });
     fetched = true;
     return *this;
 }

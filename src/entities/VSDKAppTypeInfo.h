@@ -1,10 +1,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "VSDKExport.h"
-#include "dblayer/VSDKDBLayerBase.h"
+#include "entities/VSDKEntityList.h"
 
 struct APP_IDAName_t;
 
@@ -28,31 +27,12 @@ class VSDKDB_API VSDK_AppType : public VSDKDB_Base {
     int FetchProperties(APP_IDAName_t* row);
 };
 
-/// The agents of one client.
-///
-///     VSDK_AppTypeList agents(clientId);
-///     for (const VSDK_AppType* agent : agents.FetchAppTypes(true).elements)
-///         use(agent->appTypeId, agent->name);
-///
-/// The list owns its elements and deletes them when it is destroyed: copy what must live longer. One thread uses it at
-/// a time. It goes from not fetched to fetched once and never back.
-class VSDKDB_API VSDK_AppTypeList : public VSDKDB_Base {
+/// The agents of one client, by the ids of their rows, whatever their status.
+class VSDKDB_API VSDK_AppTypeList : public VSDK_EntityList<VSDK_AppType> {
   public:
-    std::vector<VSDK_AppType*> elements; ///< one per agent, by the id of its row; owned by the list, never null
-    bool fetched;                        ///< the rows were read, to the end or to a failure
-    int clientId;                        ///< whose agents
+    int clientId;
 
-    /// Reads nothing yet.
     explicit VSDK_AppTypeList(int clientId);
     ~VSDK_AppTypeList();
-    VSDK_AppTypeList(const VSDK_AppTypeList&) = delete;
-    VSDK_AppTypeList& operator=(const VSDK_AppTypeList&) = delete;
-
-    /// Reads the client's agents, whatever their status, with name and status if `fetchProperties` is set, and returns
-    /// the list itself. Later calls read nothing, whatever their argument.
-    ///
-    /// A failed read is not reported and not tried again: the list holds what was read before it, and
-    /// HubDatabase::lastFailure() tells it from a client without agents. An agent whose properties cannot be read
-    /// stays in the list with an empty name and status 0.
     VSDK_AppTypeList& FetchAppTypes(bool fetchProperties);
 };

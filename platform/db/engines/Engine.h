@@ -43,6 +43,8 @@ class Statement {
     virtual int next() = 0;
     /// Copies the current row. Null, or the column whose value does not fit it, the row then filled in part.
     virtual const OVDBColumn* read(const RowTarget& target) = 0;
+    /// Appends the current row, packed (PackedRow.h).
+    virtual void pack(std::string& bytes) = 0;
     /// Appends the current row's first column as text; nothing for NULL.
     virtual void readText(std::string& text) = 0;
     /// Rows that the last execution changed.
@@ -109,6 +111,10 @@ class Connection {
     virtual int runScript(const std::string& sql) = 0;
     virtual std::unique_ptr<BulkWriter> bulkWriter() = 0;
     virtual const EngineError& error() const = 0;
+    /// The condition behind a column that it is one of a set of ids, which one `?` stands for.
+    virtual const char* isIn() const = 0;
+    /// Whether an open read transaction keeps others from writing.
+    virtual bool readsBlockWriters() const = 0;
 };
 
 struct Dialect;

@@ -14,8 +14,11 @@
 #include "Db/Tbl/APP_iDAType.h"
 #include "Db/Tbl/ArchGroup.h"
 #include "Db/Tbl/ArchPipeConfig.h"
+#include "Db/Tbl/GetBackupSetList.h"
 #include "Db/Tbl/GetClientAndOSInfo.h"
 #include "Db/Tbl/GetEntitiesIds.h"
+#include "Db/Tbl/GetInstanceList.h"
+#include "Db/Tbl/GetSubclientList.h"
 #include "Db/Tbl/HubSchema.h"
 #include "Db/Tbl/JMActivityControl.h"
 #include "Db/Tbl/JMCheckUserJobVisibilityV2.h"
@@ -48,8 +51,15 @@ inline constexpr std::array kHubTables{
 
 /// Its procedures and cursor queries.
 inline constexpr std::array kHubProcedures{
-    &GetClientAndOSInfo_t2::kRow,         &GetEntitiesIds_t2::kRow,      &JMCheckUserJobVisibilityV2_t2::kRow,
-    &JMGetRunningJobSummaryVSDK_t2::kRow, &Sec_VSDKMaintenance_t2::kRow, &SimGetOSType_t2::kRow,
+    &GetBackupSetList_t2::kRow,
+    &GetClientAndOSInfo_t2::kRow,
+    &GetEntitiesIds_t2::kRow,
+    &GetInstanceList_t2::kRow,
+    &GetSubclientList_t2::kRow,
+    &JMCheckUserJobVisibilityV2_t2::kRow,
+    &JMGetRunningJobSummaryVSDK_t2::kRow,
+    &Sec_VSDKMaintenance_t2::kRow,
+    &SimGetOSType_t2::kRow,
 };
 
 inline constexpr hubdb::SchemaObjects kHubObjects{kHubTables, kHubProcedures};

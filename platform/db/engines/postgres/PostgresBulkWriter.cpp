@@ -17,6 +17,7 @@ void writeValue(const Value& value, std::string& data) {
         data += std::to_string(value.number);
         return;
     case Value::Type::kText:
+    case Value::Type::kIds: // no column holds a set
         break;
     }
     for (const char c : value.text) {

@@ -214,12 +214,16 @@ bool PostgresConnection::makeReady(EngineError& error) {
     int status = kDbOk;
     if (keepsStatements_) { // else a setting would stay with the proxy's connection, which somebody else is given next
         constexpr int kNoticesLostClients = 140000;
+        constexpr int kChoosesPlans = 120000;
+        const int version = PQserverVersion(connection);
         const std::string settings =
             "SET statement_timeout = " + std::to_string(url_.statementLimit.count()) +
             "; SET lock_timeout = " + std::to_string(url_.lockLimit.count()) +
             "; SET default_transaction_isolation = 'read committed'"
             "; SET standard_conforming_strings = on" +
-            (PQserverVersion(connection) >= kNoticesLostClients ? "; SET client_connection_check_interval = 1000" : "");
+            // Statements look up keys: planning anew for each set of ids would cost more than to run it.
+            (version >= kChoosesPlans ? "; SET plan_cache_mode = force_generic_plan" : "") +
+            (version >= kNoticesLostClients ? "; SET client_connection_check_interval = 1000" : "");
         status = runOnce(settings, StatementUse::kOneRow);
         error = error_;
     }

@@ -40,6 +40,7 @@ class PostgresParameters {
     std::vector<int> lengths_;
     std::vector<int> formats_;
     std::vector<std::array<char, 8>> numbers_;
+    std::vector<std::uint32_t> ids_; ///< a set of ids in the order of the wire
 };
 
 /// A statement as it is sent: the name of a prepared one, or a text.
@@ -77,6 +78,8 @@ class PostgresConnection : public Connection {
     int runScript(const std::string& sql) override;
     std::unique_ptr<BulkWriter> bulkWriter() override;
     const EngineError& error() const override { return error_; }
+    const char* isIn() const override { return " = ANY (? )"; }
+    bool readsBlockWriters() const override { return false; }
 
     // ---- for its statements
 

@@ -6,7 +6,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "db/engines/RowReader.h"
+#include "db/engines/PackedRow.h"
 #include "db/engines/postgres/PostgresSql.h"
 
 namespace hubdb {
@@ -18,6 +18,7 @@ constexpr Oid kInt8 = 20;
 constexpr Oid kInt2 = 21;
 constexpr Oid kInt4 = 23;
 constexpr Oid kText = 25;
+constexpr Oid kInt4Array = 1007;
 constexpr Oid kUnknown = 0; ///< of a parameter: the server infers it
 
 bool isInteger(Oid type) {
@@ -128,6 +129,19 @@ bool PostgresParameters::set(std::span<const Value> values) {
             lengths_[i] = static_cast<int>(value.text.size());
             type = kText;
             break;
+        case Value::Type::kIds: {
+            const auto ids = value.ids();
+            // One dimension, no NULLs, the elements' type, how many, the first one's number; then each with its length.
+            ids_.assign({1, 0, kInt4, static_cast<std::uint32_t>(ids.size()), 1});
+            for (const std::int32_t id : ids)
+                ids_.insert(ids_.end(), {sizeof id, static_cast<std::uint32_t>(id)});
+            for (std::uint32_t& word : ids_)
+                word = htobe32(word);
+            data_[i] = reinterpret_cast<const char*>(ids_.data());
+            lengths_[i] = static_cast<int>(ids_.size() * sizeof ids_[0]);
+            type = kInt4Array;
+            break;
+        }
         }
         changed = changed || type != types_[i];
         types_[i] = type;
@@ -278,6 +292,11 @@ const OVDBColumn* PostgresStatement::read(const RowTarget& target) {
         return &target.columns[columns];
     std::array<char, 24> scratch;
     return readRow(Cells{rows_.get(), row_, numbers_.get(), &scratch}, target);
+}
+
+void PostgresStatement::pack(std::string& bytes) {
+    std::array<char, 24> scratch;
+    packRow(Cells{rows_.get(), row_, numbers_.get(), &scratch}, columnCount_, bytes);
 }
 
 void PostgresStatement::readText(std::string& text) {

@@ -23,6 +23,7 @@ class PostgresStatement : public Statement {
     int execute(std::span<const Value> values) override;
     int next() override;
     const OVDBColumn* read(const RowTarget& target) override;
+    void pack(std::string& bytes) override;
     void readText(std::string& text) override;
     std::int64_t affected() const override;
     /// An open read outside a transaction holds no lock and no snapshot.

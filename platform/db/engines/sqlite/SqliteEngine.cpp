@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
+#include <deque>
 #include <map>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "db/engines/RowReader.h"
+#include "db/engines/PackedRow.h"
 #include "db/engines/sqlite/EmbeddedProcedures.h"
 #include "db/engines/sqlite/SqliteDialect.h"
 
@@ -27,12 +29,8 @@ struct CloseDatabase {
 struct FinalizeStatement {
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
-struct FreeValue {
-    void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
-};
 using DatabaseHandle = std::unique_ptr<sqlite3, CloseDatabase>;
 using StatementHandle = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
-using ValueHandle = std::unique_ptr<sqlite3_value, FreeValue>;
 
 /// SQLite's result codes in the layer's classes.
 int statusOf(int code, std::string_view words) {
@@ -101,12 +99,41 @@ struct LiveCells {
     Cell at(int i) const { return {sqlite3_column_value(statement, i)}; }
 };
 
-/// A row that was read ahead.
-struct KeptCells {
-    static constexpr bool kMayHoldNul = true;
-    const std::vector<ValueHandle>& values;
+/// Rows that were read ahead, packed in blocks that are freed one by one as the rows are taken.
+class KeptRowQueue {
+  public:
+    void clear() {
+        blocks_.clear();
+        at_ = nullptr;
+    }
+    /// Where to pack one more row. Rows lie whole in a block.
+    std::string& forNext() {
+        constexpr std::size_t kBlock = 1U << 16U;
+        if (blocks_.empty() || blocks_.back().size() >= kBlock)
+            blocks_.emplace_back();
+        return blocks_.back();
+    }
+    /// The row to be read now, null behind the last.
+    const char* row() {
+        while (!blocks_.empty() && at_ == blocks_.front().data() + blocks_.front().size()) {
+            blocks_.pop_front();
+            at_ = nullptr;
+        }
+        if (!blocks_.empty() && at_ == nullptr)
+            at_ = blocks_.front().data();
+        return at_;
+    }
+    /// Takes the row off.
+    void pop(int columns) {
+        const PackedCells cells(row());
+        for (int i = 0; i < columns; ++i)
+            (void)cells.at(i);
+        at_ = cells.rest();
+    }
 
-    Cell at(int i) const { return {values[static_cast<std::size_t>(i)].get()}; }
+  private:
+    std::deque<std::string> blocks_;
+    const char* at_ = nullptr; ///< in the first block; null: at its beginning
 };
 
 /// The time that a statement runs, without what its caller takes between rows. The clock is looked at only when the
@@ -133,16 +160,30 @@ class Watch {
     Clock::duration spent_{0};
 };
 
+/// A clock of some milliseconds' accuracy that costs next to nothing to look at.
+std::chrono::milliseconds coarseNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::milliseconds(now.tv_nsec / 1'000'000);
+}
+
 class SqliteConnection;
 
 class SqliteStatement : public Statement {
   public:
-    SqliteStatement(SqliteConnection& connection, StatementHandle handle)
-        : connection_(connection), handle_(std::move(handle)), writes_(sqlite3_stmt_readonly(handle_.get()) == 0) {}
+    SqliteStatement(SqliteConnection& connection, StatementHandle handle, bool manyRows)
+        : connection_(connection), handle_(std::move(handle)), writes_(sqlite3_stmt_readonly(handle_.get()) == 0),
+          manyRows_(manyRows) {}
 
     int execute(std::span<const Value> values) override;
     int next() override;
     const OVDBColumn* read(const RowTarget& target) override;
+    void pack(std::string& bytes) override {
+        if (detached_)
+            packRow(PackedCells(kept_.row()), columns(), bytes);
+        else
+            packRow(LiveCells{handle_.get()}, columns(), bytes);
+    }
     void readText(std::string& text) override;
     std::int64_t affected() const override { return affected_; }
     int detach() override;
@@ -151,16 +192,21 @@ class SqliteStatement : public Statement {
   private:
     int bind(std::span<const Value> values);
     int step();
-    bool isKept() const { return keptAt_ < kept_.size(); }
+    int columns() const { return sqlite3_column_count(handle_.get()); }
+    /// Whether an open read has kept writers waiting long enough.
+    bool blocksTooLong();
 
     SqliteConnection& connection_;
     StatementHandle handle_;
     bool writes_;
+    bool manyRows_; ///< it may be read slowly, and for long
     std::int64_t affected_ = 0;
-    std::vector<std::vector<ValueHandle>> kept_; ///< rows read ahead
-    std::size_t keptAt_ = 0;
+    std::string ids_;          ///< the text of a set of ids
+    KeptRowQueue kept_;        ///< rows read ahead
     int afterKept_ = kDbNoRow; ///< what follows them
     bool detached_ = false;
+    unsigned rowsRead_ = 0;
+    std::chrono::milliseconds since_{}; ///< when the read of many rows began
     Watch watch_;
 };
 
@@ -182,6 +228,8 @@ class SqliteConnection : public Connection {
     int rollback() override;
     bool inTransaction() const override { return sqlite3_get_autocommit(database_.get()) == 0; }
     bool isBroken() const override { return false; }
+    const char* isIn() const override { return " IN (SELECT value FROM json_each(? ))"; }
+    bool readsBlockWriters() const override { return !wal_; }
     int runScript(const std::string& sql) override;
     std::unique_ptr<BulkWriter> bulkWriter() override;
     const EngineError& error() const override { return error_; }
@@ -213,6 +261,7 @@ class SqliteConnection : public Connection {
     std::shared_ptr<WriterQueue> writers_;
     DatabaseHandle database_;
     EngineError error_;
+    bool wal_ = false;
     bool inOurTransaction_ = false;
     bool writing_ = false; ///< the transaction holds the writers' queue
     Clock::time_point busySince_;
@@ -242,6 +291,13 @@ int SqliteStatement::bind(std::span<const Value> values) {
             code = sqlite3_bind_text64(statement, at, value.text.empty() ? "" : value.text.data(), value.text.size(),
                                        SQLITE_STATIC, SQLITE_UTF8);
             break;
+        case Value::Type::kIds:
+            ids_ = "[";
+            for (const std::int32_t id : value.ids())
+                (ids_ += ids_.size() > 1 ? "," : "") += std::to_string(id);
+            ids_ += "]";
+            code = sqlite3_bind_text64(statement, at, ids_.data(), ids_.size(), SQLITE_STATIC, SQLITE_UTF8);
+            break;
         }
         if (code != SQLITE_OK)
             return code;
@@ -264,6 +320,8 @@ int SqliteStatement::execute(std::span<const Value> values) {
     if (const int code = bind(values); code != SQLITE_OK)
         return connection_.fail(code, sqlite3_errstr(code));
     watch_ = {};
+    if (manyRows_)
+        since_ = coarseNow();
     if (!writes_)
         return step();
     bool entered = false;
@@ -281,32 +339,45 @@ int SqliteStatement::execute(std::span<const Value> values) {
     return status;
 }
 
+bool SqliteStatement::blocksTooLong() {
+    constexpr unsigned kRowsBetweenLooks = 4; // the rows of a slow reader, too
+    constexpr std::chrono::milliseconds kLimit{200};
+    return manyRows_ && ++rowsRead_ % kRowsBetweenLooks == 0 && connection_.readsBlockWriters() &&
+           !connection_.inOurTransaction() && coarseNow() - since_ >= kLimit;
+}
+
 int SqliteStatement::next() {
-    if (!detached_)
-        return step();
-    if (isKept())
-        ++keptAt_;
-    return isKept() ? kDbOk : afterKept_;
+    if (!detached_) {
+        const int status = step();
+        if (status != kDbOk || !blocksTooLong())
+            return status;
+        (void)detach(); // a failure is met behind the rows that were read before it
+        return kDbOk;
+    }
+    if (kept_.row() != nullptr)
+        kept_.pop(columns());
+    return kept_.row() != nullptr ? kDbOk : afterKept_;
 }
 
 const OVDBColumn* SqliteStatement::read(const RowTarget& target) {
-    return detached_ ? readRow(KeptCells{kept_[keptAt_]}, target) : readRow(LiveCells{handle_.get()}, target);
+    return detached_ ? readRow(PackedCells(kept_.row()), target) : readRow(LiveCells{handle_.get()}, target);
 }
 
 void SqliteStatement::readText(std::string& text) {
-    text += (detached_ ? KeptCells{kept_[keptAt_]}.at(0) : LiveCells{handle_.get()}.at(0)).text();
+    if (detached_) {
+        const PackedCells cells(kept_.row());
+        text += cells.at(0).text();
+    } else {
+        text += LiveCells{handle_.get()}.at(0).text();
+    }
 }
 
 int SqliteStatement::detach() {
     if (detached_)
         return kDbOk;
-    const int columns = sqlite3_column_count(handle_.get());
     int status = kDbOk;
-    for (; status == kDbOk; status = step()) {
-        auto& row = kept_.emplace_back();
-        for (int i = 0; i < columns; ++i)
-            row.emplace_back(sqlite3_value_dup(sqlite3_column_value(handle_.get(), i)));
-    }
+    for (; status == kDbOk; status = step())
+        packRow(LiveCells{handle_.get()}, columns(), kept_.forNext());
     detached_ = true;
     afterKept_ = status;
     sqlite3_reset(handle_.get());
@@ -317,7 +388,6 @@ void SqliteStatement::finish() noexcept {
     sqlite3_reset(handle_.get());
     if (detached_) {
         kept_.clear();
-        keptAt_ = 0;
         detached_ = false;
     }
 }
@@ -376,7 +446,7 @@ bool usesWal(const DatabaseUrl& url) {
 }
 
 bool SqliteConnection::setJournal(std::string& words) {
-    const bool wal = usesWal(url_);
+    const bool wal = wal_ = usesWal(url_);
     const std::string mode = wal ? "wal" : "truncate";
     std::string answer;
     const auto keepAnswer = [](void* out, int, char** values, char**) {
@@ -424,7 +494,7 @@ int SqliteConnection::onProgress(void* self) {
     return connection.watch_ != nullptr && connection.watch_->passed(connection.url_.statementLimit) ? 1 : 0;
 }
 
-std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql, StatementUse /*use*/) {
+std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql, StatementUse use) {
     sqlite3_stmt* statement = nullptr;
     const char* rest = "";
     const int code = sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
@@ -438,7 +508,7 @@ std::unique_ptr<Statement> SqliteConnection::prepare(const std::string& sql, Sta
         fail(code == SQLITE_OK ? SQLITE_MISUSE : code);
         return nullptr;
     }
-    return std::make_unique<SqliteStatement>(*this, std::move(handle));
+    return std::make_unique<SqliteStatement>(*this, std::move(handle), use == StatementUse::kRows);
 }
 
 std::string SqliteConnection::callText(const OVDBRowDeclaration& declaration, std::size_t /*inputs*/) {

@@ -1,0 +1,3 @@
+#include "appmgr/ApplProperties.h"
+
+ApplProperties::~ApplProperties() = default;
