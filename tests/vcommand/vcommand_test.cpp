@@ -1,30 +1,19 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <fstream>
-#include <nlohmann/json.hpp>
-#include <vector>
 
-#include "support/Process.h"
 #include "support/TempDatabase.h"
-#include "support/ToolTest.h"
+#include "vcommand/VcommandTest.h"
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::Not;
-using Json = nlohmann::json;
-using Arguments = std::vector<std::string>;
-
 const Arguments kAgents{"list", "agenttypes", "--client", "2"};
 
-class Vcommand : public support::ToolTest {
+class Vcommand : public VcommandTool {
   protected:
     void SetUp() override {
-        ToolTest::SetUp();
+        VcommandTool::SetUp();
         if (!IsSkipped())
             hub_->run("INSERT INTO APP_iDAType VALUES (33, 'Windows File System'), (29, 'Linux 文件系统'),"
                       "(81, 'bad \x1b[A\n\xC2\x9B\xE2\x80\xAE');"
@@ -33,54 +22,12 @@ class Vcommand : public support::ToolTest {
                       "INSERT INTO APP_IDAName (id, clientId, appTypeId, status) VALUES (1, 2, 33, 0),"
                       "(2, 2, 29, 1234567), (3, 2, 77, 4), (4, 6, 81, 2);");
     }
-
-    /// Runs the tool with the test's database in the environment.
-    support::ProcessResult run(const Arguments& arguments, int out = -1) const {
-        return runWith(hub_->url(), arguments, out);
-    }
-    static support::ProcessResult runWith(const std::string& url, const Arguments& arguments, int out = -1) {
-        Arguments command{VSDK_VCOMMAND_PATH};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        return support::runProcess(command, {{"HUBDB_URL", url}}, out);
-    }
     support::ProcessResult list(const std::string& client) const {
         return run({"list", "agenttypes", "--client", client});
     }
-    /// The one JSON document on standard output.
-    static Json document(const support::ProcessResult& result) {
-        Json json = Json::parse(result.out, nullptr, false);
-        EXPECT_FALSE(json.is_discarded()) << result.out << result.err;
-        return json;
-    }
-    /// Holds a command to a failure: as lines for a person, and as a document.
-    static void fails(const std::string& url, Arguments line, int exitCode, int code, const std::string& reason) {
-        SCOPED_TRACE(url + " " + ::testing::PrintToString(line));
-        const auto lower = [](std::string text) { // a server has folded the names of tables
-            std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
-            return text;
-        };
-        const auto plain = runWith(url, line);
-        EXPECT_EQ(plain.exitCode, exitCode);
-        EXPECT_EQ(plain.out, "");
-        EXPECT_THAT(plain.err, HasSubstr("vcommand: error " + std::to_string(code) + ": "));
-        EXPECT_THAT(lower(plain.err), HasSubstr(lower(reason)));
-        EXPECT_THAT(plain.err, Not(HasSubstr("\x1b")));
-
-        line.insert(line.begin(), "--json");
-        const auto asJson = runWith(url, line);
-        EXPECT_EQ(asJson.exitCode, exitCode);
-        EXPECT_EQ(asJson.err, plain.err);
-        const Json error = document(asJson)["error"];
-        EXPECT_EQ(error["code"], code);
-        EXPECT_THAT(lower(error["reason"].get<std::string>()), HasSubstr(lower(reason)));
-        EXPECT_THAT(plain.err, HasSubstr(error["message"].get<std::string>()));
-    }
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, Vcommand,
-                         ::testing::Values(&support::makeSqliteHub, &support::makePostgresHub,
-                                           &support::makePooledPostgresHub),
-                         &support::toolEngineName);
+INSTANTIATE_TEST_SUITE_P(Engines, Vcommand, everyEngine(), &support::toolEngineName);
 
 /// A server takes no text that is not UTF-8.
 class VcommandSqlite : public Vcommand {};
@@ -104,9 +51,9 @@ TEST_P(Vcommand, JsonHoldsWhatTheTableShows) {
     const auto result = run({"--json", "list", "agenttypes", "--client", "web'01; %s"});
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(document(result), Json::parse(R"({"client": {"id": 2, "name": "web'01; %s"}, "agentTypes": [
-        {"type": 33, "name": "Windows File System", "status": 0},
-        {"type": 29, "name": "Linux 文件系统", "status": 1234567},
-        {"type": 77, "name": "", "status": 0}]})"));
+        {"client": 2, "type": 33, "name": "Windows File System", "status": 0},
+        {"client": 2, "type": 29, "name": "Linux 文件系统", "status": 1234567},
+        {"client": 2, "type": 77, "name": "", "status": 0}]})"));
     EXPECT_EQ(document(run({"list", "agenttypes", "--client=6", "--json"}))["agentTypes"][0]["name"],
               "bad \x1b[A\n\u009b\u202e");
 }
@@ -148,10 +95,15 @@ TEST_P(Vcommand, AFailureHasAnExitCodeALineAndADocument) {
     for (const auto& [line, exitCode, code, reason] : {
              Case{{}, 2, 770, "subcommand"},
              Case{{"list"}, 2, 770, "subcommand"},
-             Case{{"list", "agenttypes"}, 2, 770, "--client"},
+             Case{{"show"}, 2, 770, "subcommand"},
+             Case{{"show", "client"}, 2, 770, "entity"},
+             Case{{"show", "subclients"}, 2, 770, "subcommand"},
+             Case{{"list", "snapshots"}, 2, 770, "--job"},
+             Case{{"list", "snapshots", "--job", "x"}, 2, 771, "'x' is not the id of a job"},
+             Case{{"list", "clients", "--all"}, 2, 769, "--all"},
              Case{{"list", "agenttypes", "--client"}, 2, 771, "--client"},
              Case{{"list", "agenttypes", "--client", "2", "--client", "3"}, 2, 771, "--client"},
-             Case{{"list", "agenttypes", "--clint", "2"}, 2, 770, "--client"},
+             Case{{"list", "agenttypes", "--clint", "2"}, 2, 769, "--clint"},
              Case{{"list", "agenttypes", "--client", "2", "more"}, 2, 769, "more"},
              Case{of("010"), 2, 771, "010"},
              Case{of("+2"), 2, 771, "+2"},
@@ -195,6 +147,12 @@ TEST_P(Vcommand, AFailureHasAnExitCodeALineAndADocument) {
         hub_->run(sql);
         fails(hub_->url(), kAgents, 1, code, reason);
     }
+}
+
+TEST_P(Vcommand, AnAnswerHasOneForm) {
+    const auto result = run({"list", "clients", "--json", "--csv"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(document(result)["error"]["code"], 771);
 }
 
 TEST(VcommandFiles, WhatIsNoDatabaseIsTold) {

@@ -1,10 +1,18 @@
 #include "common/Table.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "common/Tool.h"
 
 namespace tools {
+
+namespace {
+
+constexpr std::string_view kGap = "  ";
+constexpr std::size_t kLeast = 8; ///< columns of a text that is cut
+
+} // namespace
 
 void Table::addRow(const std::vector<std::string>& cells) {
     auto& row = rows_.emplace_back();
@@ -12,30 +20,46 @@ void Table::addRow(const std::vector<std::string>& cells) {
         row.push_back(cell.empty() ? "-" : escaped(cell));
 }
 
-std::string Table::text() const {
-    std::vector<std::string> titles;
+/// The widths of the columns. Numbers are not cut, nor is a text to less than a few characters.
+std::vector<std::size_t> Table::widths(std::size_t limit) const {
     std::vector<std::size_t> widths;
+    std::size_t total = 0;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-        titles.push_back(columns_[i].title);
-        std::size_t width = displayWidth(titles[i]);
+        std::size_t width = displayWidth(columns_[i].title);
         for (const auto& row : rows_)
             width = std::max(width, displayWidth(row[i]));
         widths.push_back(width);
+        total += width + (i == 0 ? 0 : kGap.size());
     }
+    if (limit == 0)
+        return widths;
+    std::size_t longest = limit;
+    for (; total > limit && longest > kLeast; --longest)
+        for (std::size_t i = 0; i < columns_.size() && total > limit; ++i)
+            if (columns_[i].align == Align::kLeft && widths[i] > longest - 1) {
+                total -= widths[i] - (longest - 1);
+                widths[i] = longest - 1;
+            }
+    return widths;
+}
+
+std::string Table::text(std::size_t limit) const {
+    const std::vector<std::size_t> widths = this->widths(limit);
     std::string text;
-    const auto addLine = [&](const std::vector<std::string>& cells) {
+    const auto addLine = [&](const auto& cellAt) {
         std::string line;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            const std::string padding(widths[i] - displayWidth(cells[i]), ' ');
-            line += i == 0 ? "" : "  ";
-            line += columns_[i].align == Align::kRight ? padding + cells[i] : cells[i] + padding;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            const std::string cell = limit == 0 ? cellAt(i) : cutToWidth(cellAt(i), widths[i]);
+            const std::string padding(widths[i] - displayWidth(cell), ' ');
+            line += i == 0 ? "" : kGap;
+            line += columns_[i].align == Align::kRight ? padding + cell : cell + padding;
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        text += line + "\n";
+        text += (limit == 0 ? line : cutToWidth(line, limit)) + "\n";
     };
-    addLine(titles);
+    addLine([&](std::size_t i) -> const std::string& { return columns_[i].title; });
     for (const auto& row : rows_)
-        addLine(row);
+        addLine([&](std::size_t i) -> const std::string& { return row[i]; });
     return text;
 }
 

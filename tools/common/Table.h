@@ -1,7 +1,7 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tools {
@@ -21,10 +21,13 @@ class Table {
     /// One cell for each column.
     void addRow(const std::vector<std::string>& cells);
 
-    /// The titles and the rows, each with a line end.
-    std::string text() const;
+    /// The titles and the rows, each with a line end and, unless `width` is 0, no wider than that: texts are cut, the
+    /// longest first.
+    std::string text(std::size_t width = 0) const;
 
   private:
+    std::vector<std::size_t> widths(std::size_t limit) const;
+
     std::vector<Column> columns_;
     std::vector<std::vector<std::string>> rows_; ///< escaped
 };

@@ -3,6 +3,7 @@
 #include <clocale>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -55,6 +56,31 @@ bool isControl(char32_t c) {
         if (c >= range.first && c <= range.last)
             return true;
     return false;
+}
+
+struct Extent {
+    std::size_t bytes;
+    std::size_t width;
+};
+
+/// As much of a text's beginning as fits into `limit` columns, with the marks that belong to its last character.
+Extent beginning(std::string_view text, std::size_t limit) {
+    // The C library knows the widths of all characters, but only in a UTF-8 locale, which the user's need not be.
+    static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = kUtf8 == nullptr ? nullptr : uselocale(kUtf8);
+    Extent extent{0, 0};
+    while (extent.bytes < text.size()) {
+        const auto [bytes, codePoint] = firstCharacter(text.substr(extent.bytes));
+        const int columns = wcwidth(static_cast<wchar_t>(codePoint.value_or('?')));
+        const std::size_t width = columns < 0 ? 1 : static_cast<std::size_t>(columns);
+        if (width > limit - extent.width)
+            break;
+        extent.bytes += bytes.size();
+        extent.width += width;
+    }
+    if (before != nullptr)
+        uselocale(before);
+    return extent;
 }
 
 spdlog::level::level_enum spdlogLevel(int level) {
@@ -131,23 +157,29 @@ std::string escaped(std::string_view text) {
 }
 
 std::size_t displayWidth(std::string_view text) {
-    // The C library knows the widths of all characters, but only in a UTF-8 locale, which the user's need not be.
-    static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    const locale_t before = kUtf8 == nullptr ? nullptr : uselocale(kUtf8);
-    std::size_t width = 0;
-    while (!text.empty()) {
-        const auto [bytes, codePoint] = firstCharacter(text);
-        const int columns = wcwidth(static_cast<wchar_t>(codePoint.value_or('?')));
-        width += columns < 0 ? 1 : static_cast<std::size_t>(columns);
-        text.remove_prefix(bytes.size());
-    }
-    if (before != nullptr)
-        uselocale(before);
-    return width;
+    return beginning(text, SIZE_MAX).width;
+}
+
+std::string cutToWidth(const std::string& text, std::size_t width) {
+    if (displayWidth(text) <= width)
+        return text;
+    if (width == 0)
+        return "";
+    return text.substr(0, beginning(text, width - 1).bytes) + "…";
 }
 
 bool isTerminal(int descriptor) {
     return isatty(descriptor) == 1;
+}
+
+std::size_t terminalWidth() {
+    struct winsize size {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    const char* const columns = std::getenv("COLUMNS");
+    const int given = parseId(columns == nullptr ? "" : columns).value_or(0);
+    constexpr std::size_t kUsual = 80;
+    return given > 0 ? static_cast<std::size_t>(given) : kUsual;
 }
 
 bool writeOutput(std::string_view text) {

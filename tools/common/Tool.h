@@ -39,7 +39,14 @@ std::string escaped(std::string_view text);
 /// Columns that `text` takes on a terminal; `text` is escaped already.
 std::size_t displayWidth(std::string_view text);
 
+/// `text`, escaped already, or as much of its beginning as leaves room for an ellipsis behind it within `width`
+/// columns.
+std::string cutToWidth(const std::string& text, std::size_t width);
+
 bool isTerminal(int descriptor);
+
+/// Columns of the terminal that standard output is: what it says itself, else the environment's COLUMNS, else 80.
+std::size_t terminalWidth();
 
 /// Writes `text` to standard output, to the last byte. False, and `errno` tells why, when it did not all arrive. A
 /// closed pipe is such a failure only where SIGPIPE is ignored.

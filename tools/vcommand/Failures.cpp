@@ -1,4 +1,4 @@
-#include "vcommand/Command.h"
+#include "vcommand/Failures.h"
 
 #include <string>
 

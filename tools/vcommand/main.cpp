@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <iostream>
+#include <list>
+#include <optional>
+#include <string_view>
 
 #include "common/CommandLine.h"
 #include "common/Database.h"
@@ -10,22 +12,33 @@
 #include "common/VSDKErrors.h"
 #include "db/DBStatus.h"
 #include "db/HubDatabase.h"
-#include "vcommand/Command.h"
-#include "vcommand/ListAgentTypes.h"
+#include "vcommand/Commands.h"
+#include "vcommand/Output.h"
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kFooter =
-    R"(--db, --json and --verbose may stand before or after the command. With --json
-standard output is one JSON document, also when the command fails:
+    R"(--db, --json, --csv and --verbose may stand before or after the command. With
+--json standard output is one JSON document, also when the command fails:
 {"error": {"code": ..., "message": ..., "reason": ...}}. "replaced": true in it
 says that a text was not valid UTF-8.
 
+Entities are named by id or by name: a whole number is an id, any other text a
+name as lists show it, compared byte by byte. What is not named is not limited:
+"list subclients --client 2" lists those of all its agents.
+
+Filters are COLUMN=VALUE, != < <= > >= for numbers, and for texts = and != with
+the wildcards * and ?, ~ and !~ for a part of the text; all must hold.
+
 Examples:
-  vcommand list agenttypes --client 2 --db sqlite:/var/lib/hub/hub.db
+  vcommand list clients --db sqlite:/var/lib/hub/hub.db
   HUBDB_URL=sqlite:hub.db vcommand list agenttypes --client mail01 --json
+  vcommand list subclients --client mail01 --agenttype Mailbox --all
+  vcommand list subclients --filter "content~/home" --sort name --limit 20
+  vcommand list instances --client 2 --csv --columns id,name,storagePolicy
+  vcommand list snapshots --job 102
+  vcommand show subclient default --client db01 --agenttype "SQL Database"
+  vcommand show storagepolicy 1
 
 Exit codes:
   0  done
@@ -35,46 +48,82 @@ Exit codes:
   3  the named entity or the database does not exist
   4  the data given are wrong, such as a name that several entities have)";
 
-/// What a command line asks for.
-struct Request {
-    std::string db;
-    int verbosity = 0;
-    std::function<Answer()> command;
-};
+/// Adds an option that may be given once and is kept only if it is.
+CLI::Option* addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
+                     const std::string& about) {
+    return command.add_option_function<std::string>(
+        name, [&text](const std::string& given) { text = given; }, about);
+}
 
-/// One JSON document and a line end. Broken UTF-8, which JSON cannot carry, becomes U+FFFD, and the document says so.
-std::string jsonText(Json document) {
-    constexpr int kIndent = 2;
-    try {
-        return document.dump(kIndent) + "\n";
-    } catch (const Json::type_error&) {
-        document["replaced"] = true;
-        return document.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n";
+/// One `list` or `show` of a kind: its options, and what they were given.
+class EntityCommand {
+  public:
+    EntityCommand(CLI::App& parent, const Kind& kind, bool alone) : scope_(kind), given_(scope_.chain.size()) {
+        scope_.alone = alone;
+        const std::string word = commandWord(alone ? kind.names.one : kind.names.many);
+        app_ = parent.add_subcommand(word, alone ? std::string("One ") + kind.names.one : kind.names.about);
+        for (std::size_t place = 0; place < given_.size(); ++place)
+            addSelector(place);
+        if (!alone)
+            addListOptions();
     }
-}
 
-/// Reads the command line. Throws a tools::CommandError; a text is the whole answer to --help or --version.
-std::string parse(int argc, char** argv, Request& request) {
-    CLI::App app("Shows what the hub database knows of a backup estate.", "vcommand");
-    app.set_version_flag("--version", std::string("vcommand ") + tools::version());
-    app.footer(kFooter);
-    app.fallthrough();
-    app.require_subcommand(1);
-    app.add_option("--db", request.db, "The hub database, sqlite:PATH or postgresql://...; by default HUBDB_URL");
-    app.add_flag("--json")->description("Answer with one JSON document")->disable_flag_override();
-    app.add_flag("-v,--verbose", request.verbosity, "Log to standard error; -vv and -vvv log more");
+    bool isGiven() const { return app_->parsed(); }
+    bool isAlone() const { return scope_.alone; }
 
-    CLI::App* const list = app.add_subcommand("list", "List entities");
-    list->require_subcommand(1);
+    /// Throws a tools::CommandError for options that say nothing, before a database is asked.
+    void prepare() {
+        for (std::size_t place = 0; place < given_.size(); ++place)
+            if (given_[place])
+                scope_.selectors[place].emplace(*scope_.chain[place], *given_[place]);
+            else if (const auto implied = scope_.chain[place]->names.implied)
+                scope_.selectors[place].emplace(*scope_.chain[place], std::to_string(*implied));
+        scope_.properties = !onlyIds_;
+        arrangement_.emplace(words_, scope_.kind.columns(scope_.properties, scope_.alone));
+    }
 
-    std::string client;
-    CLI::App* const agentTypes = list->add_subcommand("agenttypes", "The agents of a client, with name and status");
-    agentTypes->add_option("--client", client, "The client: a whole number is its id, any other text its name")
-        ->required();
-    agentTypes->callback([&] { request.command = [client] { return listAgentTypes(client); }; });
+    Answer run() const { return scope_.alone ? showEntity(scope_) : listEntities(scope_, *arrangement_); }
 
-    return tools::parseCommandLine(app, argc, argv);
-}
+  private:
+    void addSelector(std::size_t place) {
+        const Kind& kind = *scope_.chain[place];
+        const std::string one = kind.names.one;
+        const bool itself = place + 1 == given_.size();
+        if (itself && scope_.alone) {
+            addText(*app_, "entity", given_[place], "Its id or name")->required();
+            return;
+        }
+        std::string about = "The " + one + (kind.isNumber() ? "'s number" : ", by id or name");
+        if (kind.names.implied)
+            about += "; by default " + std::to_string(*kind.names.implied);
+        auto* const option = addText(*app_, "--" + commandWord(kind.names.one), given_[place], about);
+        if (kind.isNumber() && !kind.names.implied)
+            option->required();
+    }
+
+    void addListOptions() {
+        app_->add_flag("--no-properties", onlyIds_, "Read and show only ids")->disable_flag_override();
+        if (std::string_view(scope_.kind.names.one) == "subclient")
+            app_->add_flag("--all", scope_.all, "Also subclients that are otherwise left out")->disable_flag_override();
+        app_->add_option("--filter", words_.filters, "A condition that must hold, such as status!=0; may be repeated")
+            ->allow_extra_args(false);
+        app_->add_option("--sort", words_.sorts, "A column to sort by, with ',desc' backwards; may be repeated")
+            ->allow_extra_args(false);
+        addText(*app_, "--limit", words_.limit, "How many to show at most");
+        addText(*app_, "--columns", words_.columns, "The columns to show, with commas between them");
+        std::string names;
+        for (const Column& column : scope_.kind.columns(true, false))
+            names += (names.empty() ? "" : ", ") + column.name;
+        app_->footer("Columns: " + names + "\n\n" + kFooter);
+    }
+
+    Scope scope_;
+    std::vector<std::optional<std::string>> given_;
+    bool onlyIds_ = false;
+    Arrangement::Words words_;
+    std::optional<Arrangement> arrangement_;
+    CLI::App* app_ = nullptr;
+};
 
 void connect(const std::string& db) {
     const auto url = tools::databaseUrl(db);
@@ -88,25 +137,63 @@ void connect(const std::string& db) {
                                   tools::kNotConnected);
 }
 
-/// The whole of standard output, for a command line that can be answered.
-std::string answerTo(int argc, char** argv, bool json) {
-    Request request;
-    const std::string information = parse(argc, argv, request);
-    if (!information.empty())
-        return json ? jsonText({{"text", information}}) : information;
-    tools::logToStandardError(request.verbosity);
-    connect(request.db);
-    const Answer answer = request.command();
-    return json ? jsonText(answer.json) : answer.table.text();
-}
-
-/// Standard output for a failure, which is told on standard error.
-std::string answerTo(const tools::CommandError& failure, bool json) {
+/// Tells a failure on standard error, and returns what a JSON document says of it.
+Json told(const tools::CommandError& failure) {
     const char* const message = GetErrorString(failure.code);
     std::cerr << "vcommand: error " << failure.code << ": " << message
               << "\nvcommand: " << tools::escaped(failure.what()) << "\n";
-    return json ? jsonText({{"error", {{"code", failure.code}, {"message", message}, {"reason", failure.what()}}}})
-                : "";
+    return {{"code", failure.code}, {"message", message}, {"reason", failure.what()}};
+}
+
+std::string textOf(const Answer& answer, bool alone, bool csv) {
+    if (csv)
+        return csvText(answer);
+    return alone ? fieldsText(answer) : tableText(answer, tools::isTerminal(1) ? tools::terminalWidth() : 0);
+}
+
+/// The whole of standard output, for a command line that can be answered.
+std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
+    CLI::App app("Shows what the hub database knows of a backup estate.", "vcommand");
+    app.set_version_flag("--version", std::string("vcommand ") + tools::version());
+    app.footer(kFooter);
+    app.fallthrough();
+    app.require_subcommand(1);
+    std::string db;
+    int verbosity = 0;
+    bool csv = false;
+    app.add_option("--db", db, "The hub database, sqlite:PATH or postgresql://...; by default HUBDB_URL");
+    auto* const asJson = app.add_flag("--json")->description("Answer with one JSON document")->disable_flag_override();
+    app.add_flag("--csv", csv, "Answer with comma-separated values")->disable_flag_override()->excludes(asJson);
+    app.add_flag("-v,--verbose", verbosity, "Log to standard error; -vv and -vvv log more");
+
+    CLI::App* const list = app.add_subcommand("list", "List entities")->require_subcommand(1);
+    CLI::App* const show = app.add_subcommand("show", "Show all of one entity")->require_subcommand(1);
+    std::list<EntityCommand> commands; // options keep pointers into them
+    for (const Kind* kind : kinds()) {
+        commands.emplace_back(*list, *kind, false);
+        commands.emplace_back(*show, *kind, true);
+    }
+    if (const std::string information = tools::parseCommandLine(app, argc, argv); !information.empty())
+        return json ? jsonText({{"text", information}}) : information;
+
+    EntityCommand& command = *std::ranges::find_if(commands, [](const auto& one) { return one.isGiven(); });
+    command.prepare();
+    tools::logToStandardError(verbosity);
+    connect(db);
+    const Answer answer = command.run();
+    Json error;
+    if (answer.incomplete) {
+        exitCode = answer.incomplete->exitCode;
+        error = told(*answer.incomplete);
+    }
+    if (!json)
+        return textOf(answer, command.isAlone(), csv);
+    if (!command.isAlone())
+        return jsonListText(answer);
+    Json document = jsonOf(answer);
+    if (answer.incomplete)
+        document["error"] = error;
+    return jsonText(document);
 }
 
 int run(int argc, char** argv) {
@@ -115,13 +202,15 @@ int run(int argc, char** argv) {
     int exitCode = tools::kExitDone;
     std::string output;
     try {
-        output = answerTo(argc, argv, json);
+        output = answerTo(argc, argv, json, exitCode);
     } catch (const tools::CommandError& failure) {
         exitCode = failure.exitCode;
-        output = answerTo(failure, json);
+        const Json error = told(failure);
+        output = json ? jsonText({{"error", error}}) : "";
     } catch (const std::exception& unexpected) { // no memory, for one
         exitCode = tools::kExitFailed;
-        output = answerTo(tools::CommandError(tools::kExitFailed, unexpected.what(), kInternalError), json);
+        const Json error = told(tools::CommandError(tools::kExitFailed, unexpected.what(), kInternalError));
+        output = json ? jsonText({{"error", error}}) : "";
     }
     HubDatabase::disconnect();
     tools::logToStandardError(0);
