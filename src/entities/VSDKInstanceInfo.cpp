@@ -32,9 +32,12 @@ int VSDK_Instance::FetchProperties(APP_Application_t* row) {
         commandLine.setIsolationType(4);
         commandLine.setWhere("clientId=%d and appTypeId=%d and instance=%d and subclientName like '(command line)'",
                              clientId, appTypeId, instanceId);
-        if (getOneRow(&commandLine, false, -1, 0) == 0) {
+        const int read = getOneRow(&commandLine, false, -1, 0);
+        if (read == kDbOk) {
             dataPolicyId = commandLine.getDataPtr()->dataArchGrpID;
             logPolicyId = commandLine.getDataPtr()->logArchGrpID;
+        } else if (read != kDbNoRow) {
+            return kFetchFailed;
         }
     }
 
@@ -63,7 +66,10 @@ int VSDK_Instance::FetchProperties(APP_Application_t* row) {
     APP_InstanceProp property(nullptr);
     property.setIsolationType(4);
     property.setWhere("componentNameId=%d and attrName = 'User Description' and modified = 0", instanceId);
-    if (getOneRow(&property, false, -1, 0) != 0)
+    const int read = getOneRow(&property, false, -1, 0);
+    if (read != kDbOk && read != kDbNoRow)
+        return kFetchFailed;
+    if (read == kDbNoRow)
         description.clear();
     else if (!property.getDataPtr()->attrVal.isNull)
         description = property.getDataPtr()->attrVal.bytes;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "schema/SchemaVersion.h"
 #include "support/HubEngine.h"
 #include "support/Process.h"
 #include "support/TempDatabase.h"
@@ -18,6 +19,11 @@
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
+
+/// The version that this library uses, and one that it does not know yet.
+inline const std::string kThis = std::to_string(hubdb::kSchemaVersion);
+inline const std::string kNext = std::to_string(hubdb::kSchemaVersion + 1);
+inline const std::string kAsDeclared = "the schema is that of version " + kThis + "\n"; ///< says a check
 
 /// Empty where there is no file.
 inline std::string contents(const std::string& path) {

@@ -4,6 +4,10 @@
 
 #include "Db/Tbl/HubTables.h"
 #include "db/DatabaseUrl.h"
+#include "db/HubDatabase.h"
+#include "entities/VSDKBackupsetInfo.h"
+#include "entities/VSDKInstanceInfo.h"
+#include "entities/VSDKSubclientInfo.h"
 #include "hubdb/HubdbTool.h"
 #include "support/ToolTest.h"
 
@@ -100,8 +104,8 @@ TEST_P(Hubdb, CreateMakesADatabaseAndAKeyOrNothing) {
     ASSERT_EQ(stat(key.c_str(), &about), 0);
     EXPECT_EQ(about.st_mode & 0777U, 0600U);
     EXPECT_EQ(contents(key).find_first_not_of("0123456789abcdef"), 64U);
-    EXPECT_EQ(run({"check", url()}).out, "the schema is that of version 2\n");
-    EXPECT_EQ(query("SELECT version, CASE WHEN applied > 1700000000 THEN 'now' END FROM HubSchema"), "2|now");
+    EXPECT_EQ(run({"check", url()}).out, kAsDeclared);
+    EXPECT_EQ(query("SELECT version, CASE WHEN applied > 1700000000 THEN 'now' END FROM HubSchema"), kThis + "|now");
 
     const std::string before = contents(key);
     fails({"create", url("key=" + key)}, 1, "holds tables already");
@@ -155,8 +159,8 @@ TEST_P(Hubdb, TheSchemaHoldsRowsToTheirDeclaration) {
 // ---- check, doctor
 
 struct Difference {
-    const char* change;
-    const char* words; ///< empty: none
+    std::string change;
+    std::string words; ///< empty: none
 };
 
 const Difference kDifferences[] = {
@@ -175,7 +179,7 @@ const Difference kDifferences[] = {
      "UMUsers: the unique index on (login) is missing\n"},
     {"DROP INDEX UMUsers_login; CREATE UNIQUE INDEX other ON UMUsers (lower(login));",
      "UMUsers: the unique index on (login) is missing\n"},
-    {"UPDATE HubSchema SET version = 1;", "HubSchema: the version is 1, not 2: run hubdb upgrade\n"},
+    {"UPDATE HubSchema SET version = 1;", "HubSchema: the version is 1, not " + kThis + ": run hubdb upgrade\n"},
 };
 
 const Difference kSqliteDifferences[] = {
@@ -252,9 +256,9 @@ TEST_P(HubdbCases, CheckNamesEveryDifferenceAndIgnoresWhatIsBeyondTheSchema) {
         hub_ = GetParam()();
         hub_->run(change);
         const auto result = run({"check", url()});
-        const bool same = *words == '\0';
+        const bool same = words.empty();
         EXPECT_EQ(result.exitCode, same ? 0 : 1) << change;
-        EXPECT_EQ(result.out, same ? "the schema is that of version 2\n" : words) << change;
+        EXPECT_EQ(result.out, same ? kAsDeclared : words) << change;
     }
 }
 
@@ -268,10 +272,10 @@ TEST_P(Hubdb, DoctorTellsWhatIsWrong) {
     chmod(key.c_str(), 0600);
     const auto healthy = run({"doctor", url("key=" + key)});
     EXPECT_EQ(healthy.exitCode, 0);
-    for (const char* line :
-         {onServer() ? "ok    engine        PostgreSQL 1" : "ok    engine        SQLite 3.", "ok    journal       ",
-          "ok    integrity     ok\n", "ok    schema        version 2, as declared\n", "mode 0600\n",
-          "ok    size          ", " ns for a point read\n"})
+    for (const auto& line : std::vector<std::string>{
+             onServer() ? "ok    engine        PostgreSQL 1" : "ok    engine        SQLite 3.", "ok    journal       ",
+             "ok    integrity     ok\n", "ok    schema        version " + kThis + ", as declared\n", "mode 0600\n",
+             "ok    size          ", " ns for a point read\n"})
         EXPECT_THAT(healthy.out, HasSubstr(line));
     chmod(key.c_str(), 0640);
     hub_->run("DROP TABLE SMVolume; DROP INDEX UMUsers_login");
@@ -300,8 +304,8 @@ TEST_P(Hubdb, UpgradeFromVersion1KeepsTheDataAndItsNumbers) {
               "INSERT INTO UMVSDKSessions (userId, GUID, userName) VALUES (1, 'token', 'early'), (1, 'token', 'late'),"
               "(1, '', 'none'), (1, NULL, 'none'), (1, 'own', 'alone'), (1, 'last', 'gone');"
               "DELETE FROM UMVSDKSessions WHERE GUID = 'last';");
-    EXPECT_EQ(run({"upgrade", url()}).out, "upgraded from version 1 to 2\n");
-    EXPECT_EQ(run({"check", url()}).out, "the schema is that of version 2\n");
+    EXPECT_EQ(run({"upgrade", url()}).out, "upgraded from version 1 to " + kThis + "\n");
+    EXPECT_EQ(run({"check", url()}).out, kAsDeclared);
     EXPECT_EQ(query("SELECT id, name FROM APP_Client"), "1|kept");
     EXPECT_EQ(query("SELECT type, name FROM APP_iDAType"), "12|Files");
     EXPECT_EQ(query("SELECT appNumber, compressWhere, numNWAgents, NWWriteSpeed FROM ArchPipeConfig"), "1|2|3|NULL");
@@ -314,14 +318,42 @@ TEST_P(Hubdb, UpgradeFromVersion1KeepsTheDataAndItsNumbers) {
                     "FROM UMVSDKSessions"),
               "7|3|1")
         << "the numbering goes on, of a table with rows and of one without";
-    EXPECT_EQ(query("SELECT version FROM HubSchema ORDER BY 1"), "1 2");
+    std::string versions = "1";
+    for (int version = 2; version <= hubdb::kSchemaVersion; ++version)
+        versions += " " + std::to_string(version);
+    EXPECT_EQ(query("SELECT version FROM HubSchema ORDER BY 1"), versions);
 
     const std::string after = dump();
     if (onServer())
         hub_->run("DROP FUNCTION GetClientAndOSInfo");
-    EXPECT_EQ(run({"upgrade", url()}).out, "the database is of version 2 already\n");
+    EXPECT_EQ(run({"upgrade", url()}).out, "the database is of version " + kThis + " already\n");
     EXPECT_EQ(dump(), after);
     EXPECT_EQ(run({"check", url()}).exitCode, 0) << "a function that differs was made anew";
+}
+
+TEST_P(Hubdb, UpgradeFromVersion2BringsTheListsBelowAClient) {
+    if (onServer())
+        hub_->run("DROP FUNCTION GetInstanceList; DROP FUNCTION GetBackupSetList; DROP FUNCTION GetSubclientList");
+    hub_->run("UPDATE HubSchema SET version = 2; INSERT INTO APP_Application (id, clientId, appTypeId, instance, "
+              "backupSet, subclientName) VALUES (9, 2, 33, 5, 6, 'default')");
+    fails({"load", url(), VSDK_SOURCE_DIR "/examples/estate.json"}, 1, "run hubdb upgrade");
+    const std::string before = dump();
+    EXPECT_EQ(run({"upgrade", url()}).out, "upgraded from version 2 to " + kThis + "\n");
+    EXPECT_EQ(run({"check", url()}).out, kAsDeclared);
+    EXPECT_EQ(dump(), before);
+
+    std::string error;
+    ASSERT_EQ(HubDatabase::connect(url(), error), 0) << error;
+    VSDK_InstanceList instances(2, 33);
+    VSDK_BackupsetList backupSets(2, 33, 5);
+    VSDK_SubclientList subclients(2, 33, 5, 6);
+    ASSERT_EQ(instances.FetchInstances(false).elements.size(), 1U);
+    EXPECT_EQ(instances.elements[0]->instanceId, 5);
+    ASSERT_EQ(backupSets.FetchBackupsets(false).elements.size(), 1U);
+    EXPECT_EQ(backupSets.elements[0]->backupSetId, 6);
+    ASSERT_EQ(subclients.FetchSubclients(false, true).elements.size(), 1U);
+    EXPECT_EQ(subclients.elements[0]->subclientId, 9);
+    HubDatabase::disconnect();
 }
 
 TEST_P(Hubdb, UpgradeKeepsWhatStandsOnATable) {
@@ -341,8 +373,8 @@ TEST_P(HubdbCases, UpgradeChangesNothingWhenItCannotKeepEverything) {
         {"ALTER TABLE MMHost ADD COLUMN mine TEXT", "MMHost.mine: the column is not this library's"},
         {"INSERT INTO ArchPipeConfig VALUES (1, 4294967296, 3, 4)", "ArchPipeConfig"},
         {"INSERT INTO UMUsers (login) VALUES ('same'), ('same')", "UMUsers"},
-        {"INSERT INTO HubSchema VALUES (3, 0)",
-         "is a hub database of version 3, and this library uses version 2: update the library"},
+        {"INSERT INTO HubSchema VALUES (" + kNext + ", 0)",
+         "is a hub database of version " + kNext + ", and this library uses version " + kThis + ": update the library"},
         {"DELETE FROM HubSchema", "is not a hub database"},
         {"DROP TABLE UMVSDKSessions", "the data of version 1 cannot be upgraded"},
     };
@@ -350,7 +382,7 @@ TEST_P(HubdbCases, UpgradeChangesNothingWhenItCannotKeepEverything) {
         cases.push_back({"CREATE VIEW mine AS SELECT compressWhere FROM ArchPipeConfig", "ArchPipeConfig"});
     for (const auto& [change, reason] : cases) {
         makeVersion1();
-        hub_->run(std::string(change) + "; INSERT INTO MMHost (ClientId, Descript) VALUES (5, 'agent')");
+        hub_->run(change + "; INSERT INTO MMHost (ClientId, Descript) VALUES (5, 'agent')");
         const auto state = [this] {
             return query("SELECT max(version), count(*) FROM HubSchema") +
                    query("SELECT count(*) FROM UMUsers UNION ALL SELECT count(*) FROM ArchPipeConfig") +
@@ -510,14 +542,14 @@ TEST_P(Hubdb, AFaultThatIsToldLateNamesItsRow) {
 // ---- bad databases
 
 TEST_P(HubdbCases, NoCommandWorksOnWhatIsNoHubDatabaseOfItsVersion) {
-    const auto refused = [this](const std::vector<std::string>& command, const char* reason) {
+    const auto refused = [this](const std::vector<std::string>& command, const std::string& reason) {
         auto arguments = command;
         arguments.insert(arguments.end(), {"--db", url()});
         fails(arguments, 1, reason);
     };
-    hub_->run("INSERT INTO HubSchema VALUES (3, 0)");
+    hub_->run("INSERT INTO HubSchema VALUES (" + kNext + ", 0)");
     for (const auto& command : kOnADatabase)
-        refused(command, "is a hub database of version 3");
+        refused(command, "is a hub database of version " + kNext);
     EXPECT_EQ(run({"doctor", url()}).exitCode, 1);
     EXPECT_EQ(query("SELECT count(*) FROM APP_Client"), "0");
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "db/HubDatabase.h"
-#include "entities/VSDKAppTypeInfo.h"
+#include "entities/EntityText.h"
 #include "rows/AllRows.h"
 #include "schema/Extras.h"
 #include "support/HubEngine.h"
@@ -283,19 +283,45 @@ TEST_F(Parity, NumbersAreComparedByTheirValue) {
     }));
 }
 
-TEST_F(Parity, CursorsAndListsOfAgents) {
-    Reads reads{{"GetClientAndOSInfo", [] {
+/// All that lies below a client, from list to list.
+std::string below(int client) {
+    VSDK_AppTypeList agents(client);
+    std::string text = textOf(agents.FetchAppTypes(true));
+    for (const VSDK_AppType* agent : agents.elements) {
+        VSDK_InstanceList instances(client, agent->appTypeId);
+        text += textOf(instances.FetchInstances(true));
+        for (const VSDK_Instance* instance : instances.elements) {
+            VSDK_BackupsetList sets(client, agent->appTypeId, instance->instanceId);
+            text += textOf(sets.FetchBackupsets(true));
+            for (const VSDK_Backupset* set : sets.elements) {
+                VSDK_SubclientList subclients(client, agent->appTypeId, instance->instanceId, set->backupSetId);
+                text += textOf(subclients.FetchSubclients(true, client % 2 == 0));
+            }
+        }
+    }
+    return text;
+}
+
+TEST_F(Parity, CursorsAndListsOfEntities) {
+    Reads reads{{"GetClientAndOSInfo",
+                 [] {
                      GetClientAndOSInfo clients;
                      clients.setValues(2);
                      return delivered(clients);
-                 }}};
+                 }},
+                {"clients", [] { return textOf(VSDK_ClientList().FetchClients(true)); }},
+                {"media agents", [] { return textOf(VSDK_MediaAgentList().FetchMediaAgents(true)); }},
+                {"storage policies", [] { return textOf(VSDK_StoragePolicyList().FetchStoragepolicies(true)); }}};
     for (int client = -4; client < 34; ++client)
-        reads.emplace_back("agents of client " + std::to_string(client), [client] {
-            std::string text;
-            VSDK_AppTypeList list(client);
-            for (const VSDK_AppType* agent : list.FetchAppTypes(true).elements)
-                text += std::to_string(agent->appTypeId) + agent->name + "=" + std::to_string(agent->status) + "\x1E";
-            return text;
+        reads.emplace_back("client " + std::to_string(client), [client] { return below(client); });
+    for (int job = -4; job < 6; ++job)
+        reads.emplace_back("snapshots of job " + std::to_string(job), [job] {
+            int code = 0;
+            std::string words;
+            VSDK_SnapsList list(job, 0);
+            for (int hubCell = -4; hubCell < 5; ++hubCell)
+                list.FetchSnapshots(hubCell, code, words);
+            return textOf(list) + std::to_string(code) + words;
         });
     expectSame(reads);
 }

@@ -2,30 +2,27 @@
 
 #include <gtest/gtest.h>
 
-#include "Db/Tbl/GetClientAndOSInfo.h"
-#include "Db/Tbl/GetEntitiesIds.h"
 #include "Db/Tbl/HubTables.h"
-#include "Db/Tbl/JMCheckUserJobVisibilityV2.h"
-#include "Db/Tbl/JMGetRunningJobSummaryVSDK.h"
-#include "Db/Tbl/Sec_VSDKMaintenance.h"
-#include "Db/Tbl/SimGetOSType.h"
 
-/// The one list of accessors that the tests of rows run over. Those of the tables are held against kHubTables.
+/// The one list of accessors that the tests of rows run over. It is held against what the hub database is made of.
 using TableAccessors =
     ::testing::Types<APP_Application, APP_BackupSetName, APP_BackupSetProp, APP_Client, APP_IDAName, APP_InstanceName,
                      APP_InstanceProp, APP_ScFilterFile, APP_SubClientProp, APP_iDAType, ArchGroup, ArchPipeConfig,
                      HubSchema, JMActivityControl, JMJobEntity, JMJobInfo, JMJobStats, MMHost, SMVolume,
                      SimOperatingSystem, UMJobVisibility, UMUsers, UMVSDKSessions, ZXGlobalParam>;
-using CallAccessors = ::testing::Types<GetClientAndOSInfo, GetEntitiesIds, JMCheckUserJobVisibilityV2,
-                                       JMGetRunningJobSummaryVSDK, Sec_VSDKMaintenance, SimGetOSType>;
+using CallAccessors =
+    ::testing::Types<GetBackupSetList, GetClientAndOSInfo, GetEntitiesIds, GetInstanceList, GetSubclientList,
+                     JMCheckUserJobVisibilityV2, JMGetRunningJobSummaryVSDK, Sec_VSDKMaintenance, SimGetOSType>;
 
 template <class Tables, class Calls> struct Joined;
 template <class... Tables, class... Calls> struct Joined<::testing::Types<Tables...>, ::testing::Types<Calls...>> {
     using Accessors = ::testing::Types<Tables..., Calls...>;
     static constexpr std::size_t kTables = sizeof...(Tables);
+    static constexpr std::size_t kCalls = sizeof...(Calls);
 };
 using AllAccessors = Joined<TableAccessors, CallAccessors>::Accessors;
 static_assert(Joined<TableAccessors, CallAccessors>::kTables == kHubTables.size());
+static_assert(Joined<TableAccessors, CallAccessors>::kCalls == kHubProcedures.size());
 
 template <class Accessor> struct DescriptorOf {
     template <class D> static D find(const RowAccessor<D>*);

@@ -58,7 +58,7 @@ class SqliteHub : public HubEngine {
         return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT max(i), 0 FROM n";
     }
 
-    std::string failing() const override { return "abs(-9223372036854775806 - version)"; } // beyond its integers
+    std::string failing() const override { return "abs(version - version - 9223372036854775807 - 1)"; } // no integer
 
   private:
     std::shared_ptr<sqlite3> open() const {
