@@ -3,16 +3,12 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <charconv>
-#include <exception>
-#include <iostream>
 #include <random>
 #include <stdexcept>
-#include <string_view>
 
 #include "AccessorReader.h"
-#include "Counts.h"
-#include "RatioTable.h"
+#include "Estate.h"
+#include "Usage.h"
 #include "db/HubDatabase.h"
 #include "entities/VSDKAppTypeInfo.h"
 
@@ -33,37 +29,6 @@ class Walk {
   private:
     const Ids& ids_;
     std::size_t at_ = 0;
-};
-
-/// What the operations of a measurement used up, each on the average.
-class Usage {
-  public:
-    Usage(bool onServer, bool byLibrary) : onServer_(onServer), byLibrary_(byLibrary) {}
-
-    void tell(State& state) const {
-        const auto now = HubDatabase::statistics();
-        const auto roundTrips = roundTripsOfThread() - roundTrips_;
-        tell(state, "allocations", allocationsOfThread() - allocations_);
-        if (onServer_)
-            tell(state, "round trips", roundTrips);
-        if (!byLibrary_)
-            return;
-        tell(state, "executed", now.statementsExecuted - statistics_.statementsExecuted);
-        tell(state, "prepared", now.statementsPrepared - statistics_.statementsPrepared);
-        if (now.roundTrips - statistics_.roundTrips != roundTrips)
-            state.SkipWithError("the library counts other round trips than were made");
-    }
-
-  private:
-    static void tell(State& state, const char* name, std::uint64_t count) {
-        state.counters[name] = benchmark::Counter(static_cast<double>(count), benchmark::Counter::kAvgIterations);
-    }
-
-    bool onServer_;
-    bool byLibrary_;
-    HubDatabaseStatistics statistics_ = HubDatabase::statistics();
-    std::uint64_t allocations_ = allocationsOfThread();
-    std::uint64_t roundTrips_ = roundTripsOfThread();
 };
 
 bool isLibrary(const Reader& reader) {
@@ -87,7 +52,7 @@ void measurePointReads(State& state, Reader& reader, Walk& walk, bool inTransact
 /// Times are per row.
 void measureIteration(State& state, Reader& reader, int count, bool onServer) {
     reader.begin(false);
-    const bool peakIsKnown = onServer && forgetMemoryPeak();
+    const MemoryPeak peak(onServer);
     const Usage usage(onServer, isLibrary(reader));
     while (state.KeepRunningBatch(count)) {
         if (reader.readAll() != count) {
@@ -96,10 +61,7 @@ void measureIteration(State& state, Reader& reader, int count, bool onServer) {
         }
     }
     usage.tell(state);
-    if (peakIsKnown) {
-        constexpr double kMegabyte = 1 << 20;
-        state.counters["peak MB"] = static_cast<double>(memoryPeak()) / kMegabyte;
-    }
+    peak.tell(state);
     reader.end();
 }
 
@@ -119,21 +81,6 @@ void measureLists(State& state, const Ids& ids, bool onServer) {
         state.SkipWithError(("agents were not read " + words).c_str());
 }
 
-bool parse(std::span<char*> arguments, const std::string& databaseOption, Comparison::Options& options) {
-    return std::ranges::all_of(arguments, [&](std::string_view argument) {
-        const auto value = argument.substr(argument.find('=') + 1);
-        const auto number = [value](int& out) {
-            const char* const end = value.data() + value.size();
-            return std::from_chars(value.data(), end, out).ptr == end && out > 0;
-        };
-        if (argument.starts_with(databaseOption))
-            options.database = value;
-        return argument.starts_with(databaseOption) ||
-               (argument.starts_with("--clients=") && number(options.clients)) ||
-               (argument.starts_with("--rounds=") && number(options.rounds));
-    });
-}
-
 } // namespace
 
 Comparison::~Comparison() {
@@ -144,7 +91,7 @@ void Comparison::connect(const std::string& url) {
     std::string error;
     if (HubDatabase::connect(url, error) != 0)
         throw std::runtime_error(error);
-    onServer_ = !url.starts_with("sqlite:");
+    onServer_ = isServer(url);
     ids_.clear();
     AccessorReader(AccessorReader::Mode::kOlder).eachRow([this](const APP_Client_t& row) { ids_.push_back(row.id); });
     if (ids_.empty())
@@ -153,64 +100,24 @@ void Comparison::connect(const std::string& url) {
 }
 
 void Comparison::run(const std::vector<Contender>& contenders, const char* library) {
-    // One kind of read after the other: another's rows would push this one's out of the library's cache.
-    const auto compare = [&](const char* title, const std::string& group, int rounds, const auto& addTo) {
-        benchmark::ClearRegisteredBenchmarks();
-        addTo([&](const char* contender, auto measure) {
-            benchmark::RegisterBenchmark((group + "/" + contender).c_str(), measure);
-        });
-        RatioTable table(title);
-        for (int round = 0; round < rounds && !table.failed(); ++round)
-            if (benchmark::RunSpecifiedBenchmarks(&table) == 0)
-                return; // the caller's filter left none
-        table.print(std::cout);
-        measured_ = true;
-        failed_ = failed_ || table.failed();
-    };
     const auto pointReads = [&](bool inTransaction) {
-        return [&, inTransaction](const auto& add) {
-            for (const auto& contender : contenders)
-                add(contender.name,
-                    [this, &reader = contender.reader, inTransaction, walk = Walk(ids_)](State& state) mutable {
-                        measurePointReads(state, reader, walk, inTransaction, onServer_);
-                    });
-        };
-    };
-    const int rounds = options_.rounds;
-    compare("Point read of 24 columns by id", "point", rounds, pointReads(false));
-    compare("The same within one transaction", "within", rounds, pointReads(true));
-    compare("Iteration over all rows, per row", "iteration", rounds, [&](const auto& add) {
+        std::vector<Rounds::Entry> entries;
         for (const auto& contender : contenders)
-            if (contender.readsAll)
-                add(contender.name, [this, &reader = contender.reader](State& state) {
-                    measureIteration(state, reader, static_cast<int>(ids_.size()), onServer_);
-                });
-    });
-    compare("FetchAppTypes(true), per client", "agents", (rounds + 4) / 5,
-            [&](const auto& add) { add(library, [this](State& state) { measureLists(state, ids_, onServer_); }); });
-}
-
-int comparisonMain(std::span<char*> arguments, const std::string& databaseOption,
-                   const std::function<void(Comparison&)>& compare) {
-    // A round is to be over before the machine's load changes. What the caller says comes later and counts.
-    std::string minTime = "--benchmark_min_time=0.03";
-    std::vector<char*> all{arguments[0], minTime.data()};
-    all.insert(all.end(), arguments.begin() + 1, arguments.end());
-    int count = static_cast<int>(all.size());
-    all.push_back(nullptr);
-    benchmark::Initialize(&count, all.data());
-    Comparison::Options options;
-    if (!parse(std::span(all).subspan(1, static_cast<std::size_t>(count) - 1), databaseOption, options)) {
-        std::cerr << "usage: " << arguments[0] << " [--clients=N] [" << databaseOption
-                  << "...] [--rounds=N] [--benchmark_...]\n";
-        return 2;
-    }
-    try {
-        Comparison comparison(options);
-        compare(comparison);
-        return comparison.succeeded() ? 0 : 1;
-    } catch (const std::exception& failure) {
-        std::cerr << failure.what() << '\n';
-        return 1;
-    }
+            entries.push_back({contender.name, [this, &reader = contender.reader, inTransaction,
+                                                walk = Walk(ids_)](State& state) mutable {
+                                   measurePointReads(state, reader, walk, inTransaction, onServer_);
+                               }});
+        return entries;
+    };
+    std::vector<Rounds::Entry> iterations;
+    for (const auto& contender : contenders)
+        if (contender.readsAll)
+            iterations.push_back({contender.name, [this, &reader = contender.reader](State& state) {
+                                      measureIteration(state, reader, static_cast<int>(ids_.size()), onServer_);
+                                  }});
+    rounds_.compare("Point read of 24 columns by id", "point", pointReads(false));
+    rounds_.compare("The same within one transaction", "within", pointReads(true));
+    rounds_.compare("Iteration over all rows, per row", "iteration", iterations);
+    rounds_.compare("FetchAppTypes(true), per client", "agents",
+                    {{library, [this](State& state) { measureLists(state, ids_, onServer_); }}}, 5);
 }

@@ -8,6 +8,26 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "schema/SchemaVersion.h"
+
+namespace {
+
+constexpr std::string_view kFilePrefix = "sqlite:";
+
+} // namespace
+
+bool isServer(const std::string& url) {
+    return !url.starts_with(kFilePrefix);
+}
+
+std::string fileOf(const std::string& url) {
+    return url.substr(kFilePrefix.size());
+}
+
+std::string withOption(const std::string& url, const std::string& option) {
+    return url + (url.find('?') == std::string::npos ? '?' : '&') + option;
+}
+
 void runProgram(std::vector<std::string> command) {
     std::vector<char*> pointers;
     for (auto& argument : command)
@@ -26,16 +46,22 @@ void generateEstate(const std::string& url, int clients) {
     runProgram({VSDK_HUBDB_PATH, "generate", url, "--clients", std::to_string(clients), "--seed", "1"});
 }
 
-std::string generatedFile(int clients) {
-    const auto folder = std::filesystem::path(VSDK_BENCH_FOLDER) / ("estate-" + std::to_string(clients));
+std::string generatedFile(int clients, const std::string& kind,
+                          const std::function<void(const std::string& url)>& addMore) {
+    // Each version of the schema has its own files, too.
+    const auto folder = std::filesystem::path(VSDK_BENCH_FOLDER) /
+                        (kind + "-v" + std::to_string(hubdb::kSchemaVersion) + "-" + std::to_string(clients));
+    const auto urlIn = [](const std::filesystem::path& place) { return "sqlite:" + (place / "hub.db").string(); };
     if (!std::filesystem::exists(folder)) {
         // Under another name until it is whole: an interrupted run leaves nothing that looks finished.
         auto unfinished = folder;
         unfinished += ".unfinished";
         std::filesystem::remove_all(unfinished);
         std::filesystem::create_directories(unfinished);
-        generateEstate("sqlite:" + (unfinished / "hub.db").string(), clients);
+        generateEstate(urlIn(unfinished), clients);
+        if (addMore)
+            addMore(urlIn(unfinished));
         std::filesystem::rename(unfinished, folder);
     }
-    return (folder / "hub.db").string();
+    return urlIn(folder);
 }

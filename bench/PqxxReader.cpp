@@ -1,8 +1,8 @@
 #include "PqxxReader.h"
 
 PqxxReader::PqxxReader(const std::string& url) : connection_(url) {
-    connection_.prepare("one", selectOneClient("$1"));
-    connection_.prepare("all", selectAllClients());
+    connection_.prepare("one", selectFrom<APP_Client_t2>("WHERE id=$1"));
+    connection_.prepare("all", selectFrom<APP_Client_t2>("ORDER BY id"));
 }
 
 void PqxxReader::begin(bool transaction) {
@@ -24,7 +24,7 @@ template <class... Values> pqxx::result PqxxReader::execute(const char* statemen
 
 void PqxxReader::take(const pqxx::row& row) {
     eachColumn(row_,
-               [&row, null = row_.nulls, column = 0](auto& value) mutable { *null++ = !row[column++].to(value); });
+               [&row, null = row_.nulls(), column = 0](auto& value) mutable { *null++ = !row[column++].to(value); });
 }
 
 int PqxxReader::readOne(int id) {
@@ -32,7 +32,7 @@ int PqxxReader::readOne(int id) {
     if (rows.empty())
         return 0;
     take(rows.front());
-    return row_.id;
+    return column<"id">(row_);
 }
 
 int PqxxReader::readAll() {

@@ -5,7 +5,8 @@
 
 #include <pqxx/pqxx>
 
-#include "ClientColumns.h"
+#include "Columns.h"
+#include "Db/Tbl/APP_Client.h"
 #include "Reader.h"
 
 /// APP_Client read through libpqxx as its manual shows it: prepared statements, each execution outside a transaction in
@@ -25,5 +26,5 @@ class PqxxReader : public Reader {
 
     pqxx::connection connection_;
     std::unique_ptr<pqxx::transaction<pqxx::repeatable_read, pqxx::read_only>> transaction_;
-    ClientValues<bool> row_{};
+    TypedRow<APP_Client_t2, bool> row_;
 };

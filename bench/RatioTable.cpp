@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr std::array kCounters{"executed", "prepared", "round trips", "peak MB", "allocations"};
-constexpr int kNameWidth = 36;
+constexpr std::array kCounters{"executed", "prepared", "rows", "round trips", "peak MB", "allocations", "wait ms"};
+constexpr int kNameWidth = 40;
 constexpr int kWidth = 12;
 
 /// The value below which `share` of them lie.
@@ -77,20 +77,20 @@ void RatioTable::print(std::ostream& out) const {
         cell(counter);
     out << '\n';
 
-    const auto raw = std::find_if(contenders_.begin(), contenders_.end(),
-                                  [](const auto& entry) { return entry.second.name == "raw"; });
+    const auto baseline = std::find_if(contenders_.begin(), contenders_.end(),
+                                       [this](const auto& entry) { return entry.second.name == baseline_; });
     for (const auto& [index, contender] : contenders_) {
         out << "  " << std::left << std::setw(kNameWidth - 2) << contender.name << std::right;
         cell(fixed(median(contender.wall), 0));
         cell(fixed(median(contender.cpu), 0));
-        if (raw == contenders_.end()) {
+        if (baseline == contenders_.end()) {
             for (int i = 0; i < 3; ++i)
                 cell("-");
         } else {
-            const auto wall = ratios(contender.wall, raw->second.wall);
+            const auto wall = ratios(contender.wall, baseline->second.wall);
             cell(fixed(median(wall), 3));
             cell(fixed(quantile(wall, 0.25), 2) + "-" + fixed(quantile(wall, 0.75), 2));
-            cell(fixed(median(ratios(contender.cpu, raw->second.cpu)), 3));
+            cell(fixed(median(ratios(contender.cpu, baseline->second.cpu)), 3));
         }
         for (const char* counter : counters) {
             const auto found = contender.counters.find(counter);

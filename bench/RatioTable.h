@@ -10,12 +10,12 @@
 
 /// Collects rounds in which the same contenders run one after the other, and prints medians over the rounds.
 ///
-/// A ratio is the median of a contender's ratios to "raw" within each round: what slows the machine down for longer
-/// than a round hits both. The rows are the benchmarks that ran, named "group/contender", in the order of their
+/// A ratio is the median of a contender's ratios to the baseline's within each round: what slows the machine down for
+/// longer than a round hits both. The rows are the benchmarks that ran, named "group/contender", in the order of their
 /// registration; of the counters there are columns for those that any of them has.
 class RatioTable : public benchmark::BenchmarkReporter {
   public:
-    explicit RatioTable(std::string title) : title_(std::move(title)) {}
+    RatioTable(std::string title, std::string baseline) : title_(std::move(title)), baseline_(std::move(baseline)) {}
 
     bool ReportContext(const Context& context) override;
     void ReportRuns(const std::vector<Run>& runs) override;
@@ -33,6 +33,7 @@ class RatioTable : public benchmark::BenchmarkReporter {
     };
 
     std::string title_;
+    std::string baseline_;                         ///< the name of a contender
     std::map<std::int64_t, Contender> contenders_; ///< by their place in the registration
     bool failed_ = false;
 };

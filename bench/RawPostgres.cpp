@@ -1,90 +1,56 @@
 #include "RawPostgres.h"
 
-#include <benchmark/benchmark.h>
-#include <endian.h>
-
 #include <stdexcept>
 
-#include "ClientColumns.h"
-
-namespace {
-
-constexpr Oid kInt4 = 23;
-constexpr int kBinary = 1;
-
-void copy(const PGresult* rows, int row, int column, std::int32_t& value) {
-    std::uint32_t bytes = 0;
-    if (PQgetisnull(rows, row, column) == 0)
-        std::memcpy(&bytes, PQgetvalue(rows, row, column), sizeof bytes);
-    value = static_cast<std::int32_t>(be32toh(bytes));
+std::vector<char> RawPostgres::Statement::encoded(std::span<const int> values) {
+    constexpr int kInt4 = 23;
+    std::vector<char> array;
+    array.reserve((5 + 2 * values.size()) * sizeof(int));
+    const auto put = [&array](int number) {
+        const auto bytes = encoded(number);
+        array.insert(array.end(), bytes.begin(), bytes.end());
+    };
+    for (const int head : {1, 0, kInt4, static_cast<int>(values.size()), 1}) // dimensions, NULLs, type, length, first
+        put(head);
+    for (const int value : values) {
+        put(sizeof value);
+        put(value);
+    }
+    return array;
 }
 
-void copy(const PGresult* rows, int row, int column, std::int64_t& value) {
-    std::uint64_t bytes = 0;
-    if (PQgetisnull(rows, row, column) == 0)
-        std::memcpy(&bytes, PQgetvalue(rows, row, column), sizeof bytes);
-    value = static_cast<std::int64_t>(be64toh(bytes));
+void RawPostgres::Statement::receive() {
+    take(PQgetResult(raw_->connection_.get()));
+    if (PQgetResult(raw_->connection_.get()) != nullptr)
+        throw std::runtime_error("an answer that nobody waits for");
 }
-
-template <class Text> void copy(const PGresult* rows, int row, int column, Text& text) {
-    copyText(text, PQgetvalue(rows, row, column), static_cast<std::size_t>(PQgetlength(rows, row, column)));
-}
-
-void fill(const PGresult* rows, int number, APP_Client_t& row) {
-    eachColumn(row, [rows, number, column = 0](auto& member) mutable { copy(rows, number, column++, member); });
-}
-
-} // namespace
 
 RawPostgres::RawPostgres(const std::string& url) : connection_(PQconnectdb(url.c_str())) {
-    if (PQstatus(connection_.get()) != CONNECTION_OK)
+    require(static_cast<int>(PQstatus(connection_.get()) == CONNECTION_OK));
+}
+
+void RawPostgres::require(int done) const {
+    if (done == 0)
         throw std::runtime_error(PQerrorMessage(connection_.get()));
-    checked(PQprepare(connection_.get(), "one", selectOneClient("$1").c_str(), 1, &kInt4));
-    checked(PQprepare(connection_.get(), "all", selectAllClients().c_str(), 0, nullptr));
 }
 
 RawPostgres::Result RawPostgres::checked(PGresult* answer, ExecStatusType wanted) const {
     Result result(answer);
-    if (PQresultStatus(answer) != wanted)
-        throw std::runtime_error(PQerrorMessage(connection_.get()));
+    require(static_cast<int>(PQresultStatus(answer) == wanted));
     return result;
 }
 
-void RawPostgres::execute(const char* sql) {
-    checked(PQexec(connection_.get(), sql));
+RawPostgres::Statement RawPostgres::prepare(const std::string& sql) {
+    const std::string name = "statement" + std::to_string(++prepared_);
+    checked(PQprepare(connection_.get(), name.c_str(), sql.c_str(), 0, nullptr));
+    return {*this, name};
 }
 
-void RawPostgres::begin(bool transaction) {
-    if (transaction)
-        execute("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+void RawPostgres::execute(const std::string& sql) {
+    checked(PQexec(connection_.get(), sql.c_str()));
 }
 
-void RawPostgres::end() {
-    if (PQtransactionStatus(connection_.get()) != PQTRANS_IDLE)
-        execute("COMMIT");
-}
-
-int RawPostgres::readOne(int id) {
-    const std::uint32_t bytes = htobe32(static_cast<std::uint32_t>(id));
-    const char* const value = reinterpret_cast<const char*>(&bytes);
-    const int length = sizeof bytes;
-    APP_Client_t row{}; // empty for each read, as an accessor's is
-    const auto rows =
-        checked(PQexecPrepared(connection_.get(), "one", 1, &value, &length, &kBinary, kBinary), PGRES_TUPLES_OK);
-    if (PQntuples(rows.get()) > 0)
-        fill(rows.get(), 0, row);
-    benchmark::DoNotOptimize(row);
-    return row.id;
-}
-
-int RawPostgres::readAll() {
-    APP_Client_t row{};
-    const auto rows =
-        checked(PQexecPrepared(connection_.get(), "all", 0, nullptr, nullptr, nullptr, kBinary), PGRES_TUPLES_OK);
-    const int count = PQntuples(rows.get());
-    for (int number = 0; number < count; ++number) {
-        fill(rows.get(), number, row);
-        benchmark::DoNotOptimize(row);
-    }
-    return count;
+void RawPostgres::endPipeline() {
+    checked(PQgetResult(connection_.get()), PGRES_PIPELINE_SYNC);
+    require(PQexitPipelineMode(connection_.get()));
 }

@@ -1,35 +1,24 @@
 #include "SociReader.h"
 
-#include <soci/postgresql/soci-postgresql.h>
-#include <soci/sqlite3/soci-sqlite3.h>
+#include "Estate.h"
 
-SociReader::SociReader(const soci::backend_factory& backend, const std::string& where, const char* setting,
-                       const char* begin, Statements statements)
-    : session_(backend, where), begin_(begin), kept_(statements == Statements::kKept),
-      one_(prepare(selectOneClient(":id"), true)), all_(prepare(selectAllClients(), false)) {
-    if (setting != nullptr)
-        session_ << setting;
-}
+namespace {
 
-SociReader SociReader::onSqlite(const std::string& file, Statements statements) {
-    return {soci::sqlite3, "db=\"" + file + "\"", "PRAGMA cache_size=-16384", "BEGIN", statements}; // as the others
-}
+const std::string kOne = selectFrom<APP_Client_t2>("WHERE id=:id");
 
-SociReader SociReader::onPostgres(const std::string& url, Statements statements) {
-    return {soci::postgresql, url, nullptr, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", statements};
-}
+} // namespace
+
+SociReader::SociReader(const std::string& url, SociStatements statements)
+    : session_(url), begin_(isServer(url) ? "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY" : "BEGIN"),
+      kept_(statements == SociStatements::kKept), one_(prepare(kOne, true)),
+      all_(prepare(selectFrom<APP_Client_t2>("ORDER BY id"), false)) {}
 
 soci::statement SociReader::prepare(const std::string& sql, bool byId) {
     auto prepared = session_.prepare << sql;
     if (byId)
         prepared, soci::use(wantedId_);
-    into(prepared);
+    bindRow(prepared, row_);
     return soci::statement(prepared);
-}
-
-/// Binds the variables to the columns. SOCI's statements take one exchange after the other by commas.
-template <class Statement> void SociReader::into(Statement& statement) {
-    eachColumn(row_, [&statement, null = row_.nulls](auto& value) mutable { statement, soci::into(value, *null++); });
 }
 
 void SociReader::begin(bool transaction) {
@@ -48,15 +37,14 @@ void SociReader::end() {
 int SociReader::readOne(int id) {
     if (kept_) {
         wantedId_ = id;
-        return one_.execute(true) ? row_.id : 0;
+        return one_.execute(true) ? column<"id">(row_) : 0;
     }
     {
-        static const std::string text = selectOneClient(":id");
-        auto once = session_ << text;
+        auto once = session_ << kOne;
         once, soci::use(id);
-        into(once);
+        bindRow(once, row_);
     } // it is prepared and run when the text ends
-    return session_.got_data() ? row_.id : 0;
+    return session_.got_data() ? column<"id">(row_) : 0;
 }
 
 int SociReader::readAll() {

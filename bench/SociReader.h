@@ -1,21 +1,14 @@
 #pragma once
 
-#include <string>
-
-#include <soci/soci.h>
-
-#include "ClientColumns.h"
+#include "Db/Tbl/APP_Client.h"
 #include "Reader.h"
+#include "SociSession.h"
 
-/// APP_Client read through SOCI as its manual shows it: typed variables, each with its indicator (without one, NULL is
-/// an exception), with kept statements or a statement that is prepared for each read. Not in one source with
-/// RawSqlite: SOCI's SQLite header wants sqlite3.h for itself.
+/// APP_Client read through SOCI as its manual shows it, with kept statements or a statement that is prepared for each
+/// read.
 class SociReader : public Reader {
   public:
-    enum class Statements { kKept, kPreparedEachTime };
-
-    static SociReader onSqlite(const std::string& file, Statements statements);
-    static SociReader onPostgres(const std::string& url, Statements statements);
+    SociReader(const std::string& url, SociStatements statements);
 
     void begin(bool transaction) override;
     void end() override;
@@ -24,17 +17,13 @@ class SociReader : public Reader {
     int readAll() override;
 
   private:
-    SociReader(const soci::backend_factory& backend, const std::string& where, const char* setting, const char* begin,
-               Statements statements);
-
     soci::statement prepare(const std::string& sql, bool byId);
-    template <class Statement> void into(Statement& statement);
 
-    soci::session session_;
+    SociSession session_;
     const char* begin_;
     bool kept_;
     bool inTransaction_ = false;
-    ClientValues<soci::indicator> row_{};
+    SociRow<APP_Client_t2> row_;
     int wantedId_ = 0;
     soci::statement one_;
     soci::statement all_;

@@ -15,40 +15,43 @@
 #include "PqxxReader.h"
 #include "PrivateServer.h"
 #include "RawPostgres.h"
+#include "RawReader.h"
 #include "SociReader.h"
 
 namespace {
 
-void compare(Comparison& comparison) {
-    const auto& options = comparison.options();
-    std::string url = options.database;
+constexpr const char* kUrl = "--url=";
+
+void compare(const BenchOptions& options, Rounds& rounds) {
+    std::string url = options.value(kUrl);
     std::optional<PrivateServer> server;
     if (url.empty()) {
         url = server.emplace().url();
         generateEstate(url, options.clients);
         RawPostgres(url).execute("VACUUM ANALYZE");
     }
+    Comparison comparison(rounds);
     comparison.connect(url);
-    RawPostgres raw(url);
+    RawReader<RawPostgres> raw(url);
     AccessorReader accessor(AccessorReader::Mode::kOlder);
     AccessorReader newer(AccessorReader::Mode::kNewer);
     PqxxReader pqxx(url);
-    auto kept = SociReader::onPostgres(url, SociReader::Statements::kKept);
-    auto fresh = SociReader::onPostgres(url, SociReader::Statements::kPreparedEachTime);
-    std::cout << "PostgreSQL " << raw.serverVersion() << ", libpq " << PQlibVersion() << ", libpqxx " << PQXX_VERSION
-              << std::endl;
+    SociReader kept(url, SociStatements::kKept);
+    SociReader fresh(url, SociStatements::kPreparedEachTime);
+    std::cout << "PostgreSQL " << RawPostgres(url).serverVersion() << ", libpq " << PQlibVersion() << ", libpqxx "
+              << PQXX_VERSION << std::endl;
     comparison.run({{"raw", raw},
                     {"accessor", accessor},
                     {"accessor, newer mode", newer},
                     {"libpqxx", pqxx},
                     {"SOCI, kept statement", kept},
                     {"SOCI, prepared each time", fresh, false}});
-    comparison.connect(url + (url.find('?') == std::string::npos ? '?' : '&') + "prepared=off");
+    comparison.connect(withOption(url, "prepared=off"));
     comparison.run({{"raw", raw}, {"accessor, prepared=off", accessor}}, "library, prepared=off");
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    return comparisonMain({argv, static_cast<std::size_t>(argc)}, "--url=", compare);
+    return benchMain({argv, static_cast<std::size_t>(argc)}, {kUrl}, compare);
 }

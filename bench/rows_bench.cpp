@@ -10,21 +10,25 @@
 #include "AccessorReader.h"
 #include "Comparison.h"
 #include "Estate.h"
+#include "RawReader.h"
 #include "RawSqlite.h"
 #include "SociReader.h"
 
 namespace {
 
-void compare(Comparison& comparison) {
-    const auto& options = comparison.options();
-    const std::string file = options.database.empty() ? generatedFile(options.clients) : options.database;
-    comparison.connect("sqlite:" + file);
-    RawSqlite raw(file);
+constexpr const char* kDatabase = "--database=";
+
+void compare(const BenchOptions& options, Rounds& rounds) {
+    const std::string url =
+        options.has(kDatabase) ? "sqlite:" + options.value(kDatabase) : generatedFile(options.clients);
+    Comparison comparison(rounds);
+    comparison.connect(url);
+    RawReader<RawSqlite> raw(url);
     AccessorReader accessor(AccessorReader::Mode::kOlder);
     AccessorReader newer(AccessorReader::Mode::kNewer);
-    auto kept = SociReader::onSqlite(file, SociReader::Statements::kKept);
-    auto fresh = SociReader::onSqlite(file, SociReader::Statements::kPreparedEachTime);
-    std::cout << file << ", SQLite " << sqlite3_libversion() << std::endl;
+    SociReader kept(url, SociStatements::kKept);
+    SociReader fresh(url, SociStatements::kPreparedEachTime);
+    std::cout << url << ", SQLite " << sqlite3_libversion() << std::endl;
     comparison.run({{"raw", raw},
                     {"accessor", accessor},
                     {"accessor, newer mode", newer},
@@ -35,5 +39,5 @@ void compare(Comparison& comparison) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return comparisonMain({argv, static_cast<std::size_t>(argc)}, "--database=", compare);
+    return benchMain({argv, static_cast<std::size_t>(argc)}, {kDatabase}, compare);
 }

@@ -313,12 +313,12 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
     const bool filtered = operation != Operation::kInsert && operation != Operation::kCall &&
                           operation != Operation::kUpdateRow && operation != Operation::kDeleteRow;
     const bool ordered = operation == Operation::kReadOne || operation == Operation::kReadAll;
-    const hubdb::StatementKey key{&declaration_,
-                                  static_cast<int>(operation),
-                                  operation == Operation::kCall ? values.size() : 0,
-                                  filtered ? where_.get() : nullptr,
-                                  ordered ? order_.get() : nullptr,
-                                  set.get()};
+    hubdb::StatementKey key{&declaration_,
+                            0,
+                            operation == Operation::kCall ? values.size() : 0,
+                            filtered ? where_.get() : nullptr,
+                            ordered ? order_.get() : nullptr,
+                            set.get()};
     for (bool again = false, lost = false;; again = true) {
         EngineError error;
         hubdb::Lease* const lease = enter(error, lost);
@@ -333,14 +333,19 @@ hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<
         if (!reads && transaction_ == nullptr)
             detachThreadReads(); // an open read's snapshot may be too old to write on
         hubdb::Session& session = lease->session();
+        // Rows that come in portions would end with the scope's transaction, and that may end at any time.
+        const bool atOnce =
+            operation == Operation::kReadOne || (transaction_ == nullptr && hubdb::ReadScope::endsReads());
+        constexpr int kAtOnce = 32; // beyond the operations
+        key.operation = static_cast<int>(operation) + (atOnce ? kAtOnce : 0);
         hubdb::CachedStatement* entry = session.find(key);
         if (entry == nullptr) {
             const std::string sql = sqlFor(operation, set.get(), session.connection());
             if (!sql.empty())
                 entry = session.add(key, {filtered ? where_ : nullptr, ordered ? order_ : nullptr, set}, sql,
-                                    !reads                             ? hubdb::StatementUse::kWrite
-                                    : operation == Operation::kReadOne ? hubdb::StatementUse::kOneRow
-                                                                       : hubdb::StatementUse::kRows);
+                                    !reads   ? hubdb::StatementUse::kWrite
+                                    : atOnce ? hubdb::StatementUse::kOneRow
+                                             : hubdb::StatementUse::kRows);
             if (entry != nullptr)
                 hubdb::Counters::add(lease->counters().prepared);
             else

@@ -28,7 +28,7 @@ int DBtran::startTran() {
         return fail(error.status, error.words);
     thread_local std::size_t slot = 0; // the one that this thread's last transaction had: its statements are there
     const auto kind = readOnly_ ? hubdb::TransactionKind::kRead : hubdb::TransactionKind::kWrite;
-    // Before this thread waits for a connection it gives up what its list holds, or two of them would wait for each other.
+    // What its list holds a thread gives up before it waits for one more connection: others may do the same.
     DBtable::detachThreadReads();
     for (bool again = false;; again = true) {
         lease_ = database->lease(slot, error, again);

@@ -151,6 +151,10 @@ ReadScope*& ReadScope::current() {
     return scope;
 }
 
+void ReadScope::noteLast(int status, const std::string& words) {
+    lastFailure() = {status, words};
+}
+
 ReadScope::ReadScope(bool active) {
     if (!active || !enabled || current() != nullptr)
         return;
@@ -369,8 +373,9 @@ KeptRows ReadScope::answer(DBtable& reader, int operation) {
     const auto isAlone = [kind](int of) {
         return std::find(kind->alone.begin(), kind->alone.end(), of) != kind->alone.end();
     };
-    // A set may end before the value: then one more begins with it.
-    for (bool fromValue : {false, true}) {
+    // A set may end before the value: then one more begins with it. Where sets end early, what lies before the value
+    // may have been kept and given up again.
+    for (bool fromValue : {shape.valuesMax < Shape::kValuesMax, true}) {
         if (set != nullptr || !open_ || isAlone(value))
             break;
         std::vector<int> wanted;
@@ -547,6 +552,13 @@ void ReadScope::close(const char* why) noexcept {
     }
     session_.leave();
     forgetChunk();
+}
+
+bool ReadScope::endsReads() noexcept {
+    const ReadScope* const scope = current();
+    // Where it may end because it blocks writers, open reads do so, too, and look after that themselves.
+    return scope != nullptr && scope->inTransaction_ &&
+           !scope->session_.lease().session().connection().readsBlockWriters();
 }
 
 bool ReadScope::fail(const char* why) noexcept {

@@ -146,9 +146,13 @@ class VSDKPLATFORM_API ReadScope {
                 use(row);
         }
         visit(accessor.declaration(), std::span<const char* const>());
+        if (status < 0) // which came before those of the rows that were read ahead of it
+            noteLast(status, accessor.getErrorStr(status));
         return status;
     }
 
+    /// Whether this thread's reads are within the transaction of its scope, so that they must not depend on its length.
+    static bool endsReads() noexcept;
     /// A statement of this thread failed: ends the scope if its transaction is open. True when it was.
     static bool fail(const char* why) noexcept;
     /// Ends this thread's scope: something else needs the connection, or changes what was read.
@@ -182,6 +186,7 @@ class VSDKPLATFORM_API ReadScope {
 
     /// This thread's scope, null when there is none.
     static ReadScope*& current();
+    static void noteLast(int status, const std::string& words);
     static Key keyOf(const OVDBRowDeclaration& table, const OVDBColumn& column);
 
     /// Answers a reader's read, or leaves it to the reader.
