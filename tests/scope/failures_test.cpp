@@ -93,16 +93,18 @@ TEST_P(ScopedFailures, OfASetCostNothing) {
 }
 
 TEST_P(ScopedFailures, OfASingleReadCostOneElement) {
-    for (const auto& [of, object] : {std::pair{"agents", "APP_iDAType"},
-                                     {"instances", "APP_InstanceName"},
-                                     {"subclients", "ArchGroup"},
-                                     {"media agents", "APP_Client"}}) {
-        const auto& each = list(of);
+    struct Read {
+        const char* of;
+        const char* object;
+    };
+    for (const Read& read : {Read{"agents", "APP_iDAType"}, Read{"instances", "APP_InstanceName"},
+                             Read{"subclients", "ArchGroup"}, Read{"media agents", "APP_Client"}}) {
+        const auto& each = list(read.of);
         const std::string whole = each.read();
-        SCOPED_TRACE(of);
+        SCOPED_TRACE(read.of);
         int left = 2; // the set, and the single read in its place
         at([&](FaultPoint where, std::string_view what) {
-            return where == FaultPoint::kExecute && what == object && left-- > 0 ? kDbBusy : 0;
+            return where == FaultPoint::kExecute && what == read.object && left-- > 0 ? kDbBusy : 0;
         });
         const Outcome sets = outcome(each.read);
         atNoPoint();
@@ -203,24 +205,24 @@ TEST_P(ScopedFailures, ATableThatGoesOrChangesMeanwhileIsAsWithSingleReads) {
         {"APP_BackupSetName", "ALTER TABLE APP_BackupSetName RENAME TO Gone",
          "ALTER TABLE Gone RENAME TO APP_BackupSetName"}};
     connect("pool=2&pool_ms=300");
-    for (const auto& [when, change, undo] : kChanges) {
-        if (!onServer() && when == std::string_view("ArchGroup"))
+    for (const Change& one : kChanges) {
+        if (!onServer() && one.when == std::string_view("ArchGroup"))
             continue; // its columns are of no other type
-        SCOPED_TRACE(change);
+        SCOPED_TRACE(one.change);
         const auto changing = [&] {
             (void)each.read(); // prepared before
             HubDatabase::clearLastFailure();
             bool changed = false;
             // Where this thread's reads keep everybody else out, before them.
-            const std::string_view before = readsBlockWriters() ? each.ids : when;
+            const std::string_view before = readsBlockWriters() ? each.ids : one.when;
             at([&](FaultPoint where, std::string_view object) {
                 if (where == FaultPoint::kExecute && object == before && !std::exchange(changed, true))
-                    hub_->run(change);
+                    hub_->run(one.change);
                 return 0;
             });
             std::string text = each.read();
             atNoPoint();
-            hub_->run(undo);
+            hub_->run(one.undo);
             return text;
         };
         const Outcome singles = single(changing);

@@ -290,6 +290,7 @@ TEST_P(ScopedThreads, ManyListsShareFewConnections) {
     const std::string hosts = mediaAgents();
     std::atomic<int> wrong = 0;
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&, i] {
             for (int n = 0; n < 3; ++n) {
