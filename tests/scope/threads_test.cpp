@@ -446,7 +446,7 @@ TEST_P(ScopedDetachedRows, WhatIsWrongBehindDetachedRowsIsToldAtItsPlace) {
     EXPECT_EQ(transaction.commitTran(), 0);
 }
 
-#ifndef __SANITIZE_ADDRESS__ // which has a heap of its own
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // which have heaps of their own
 TEST_P(ScopedDetachedRows, DetachedRowsAreFreedAsTheyAreTaken) {
     constexpr int kRows = 64;
     constexpr std::size_t kRowBytes = 1'000'000;

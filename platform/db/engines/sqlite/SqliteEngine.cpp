@@ -485,7 +485,8 @@ int SqliteConnection::onBusy(void* self, int calls) {
         connection.busySince_ = now;
     if (now - connection.busySince_ >= connection.url_.lockLimit)
         return 0;
-    std::this_thread::sleep_for(std::chrono::milliseconds(std::min(1 + calls / 4, 10)));
+    // Often: beside a writer of many small transactions the file is free for moments only.
+    std::this_thread::sleep_for(std::chrono::microseconds(std::min(100 + 10 * calls, 1000)));
     return 1;
 }
 
