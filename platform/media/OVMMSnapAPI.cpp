@@ -1,6 +1,7 @@
 #include "media/OVMMSnapAPI.h"
 
 #include "Db/Tbl/SMVolume.h"
+#include "db/EachRow.h"
 #include "media/SMVolSnapInfo.h"
 
 OVMMbase::OVMMbase(int access) : access_(access) {}
@@ -17,16 +18,12 @@ int OVMMSnapAPI::getVolumeSnaps(SMVolSnapInfo& request) {
         SMVolume volumes(nullptr);
         volumes.setIsolationType(4);
         volumes.setWhere("jobId=%d and hubCellId=%d", request.getSnapJobId(), request.getHubCellId());
-        int state = 0;
-        while ((lastStatus_ = getNextRow(&volumes, &state, -1, 0)) == kDbOk) {
-            const SMVolume_t& row = *volumes.getDataPtr();
+        lastStatus_ = eachRow(volumes, [&found](const SMVolume_t& row) {
             found.emplace_back(SMVolumeInfo::Values{row.SMVolumeId, row.sourcePath.bytes,
                                                     static_cast<std::int32_t>(row.creationTime), row.mountStatus,
                                                     row.mountHostId, row.mountPath.bytes});
-        }
-        if (lastStatus_ == kDbNoRow)
-            lastStatus_ = kDbOk;
-        else
+        });
+        if (lastStatus_ != kDbOk)
             lastError_ = volumes.getErrorStr(lastStatus_);
     }
     if (lastStatus_ == kDbOk)

@@ -4,6 +4,7 @@
 #include "Db/Tbl/GetClientAndOSInfo.h"
 #include "Db/Tbl/SimGetOSType.h"
 #include "Db/Tbl/SimOperatingSystem.h"
+#include "db/EachRow.h"
 
 namespace {
 
@@ -69,16 +70,12 @@ VSDK_ClientList& VSDK_ClientList::FetchClients(bool fetchProperties) {
     GetClientAndOSInfo clients(nullptr);
     clients.setIsolationType(4);
     clients.setValues(kAnyClient);
-    if (clients.openCursor() == 0) {
-        GetClientAndOSInfo_t* const row = clients.getDataPtr();
-        while (clients.fetchCursor(false) == 0) {
-            auto client = std::make_unique<VSDK_Client>(row->clientId);
-            if (fetchProperties)
-                client->FetchProperties(row);
-            append(std::move(client));
-        }
-    }
-    clients.closeCursor();
+    eachCursorRow(clients, [&](GetClientAndOSInfo_t& row) {
+        auto client = std::make_unique<VSDK_Client>(row.clientId);
+        if (fetchProperties)
+            client->FetchProperties(&row);
+        append(std::move(client));
+    });
     fetched = true;
     return *this;
 }

@@ -1,6 +1,7 @@
 #include "entities/VSDKStoragePolicyInfo.h"
 
 #include "Db/Tbl/ArchGroup.h"
+#include "db/EachRow.h"
 
 namespace {
 
@@ -40,13 +41,12 @@ VSDK_StoragePolicyList& VSDK_StoragePolicyList::FetchStoragepolicies(bool fetchP
     ArchGroup policies(nullptr);
     policies.setIsolationType(4);
     policies.setWhere("id != 1");
-    int state = 0;
-    while (getNextRow(&policies, &state, -1, 0) == 0) {
-        auto policy = std::make_unique<VSDK_StoragePolicy>(policies.getDataPtr()->id);
+    eachRow(policies, [&](ArchGroup_t& row) {
+        auto policy = std::make_unique<VSDK_StoragePolicy>(row.id);
         if (fetchProperties)
-            (void)policy->FetchProperties(policies.getDataPtr());
+            (void)policy->FetchProperties(&row);
         append(std::move(policy));
-    }
+    });
     fetched = true;
     return *this;
 }

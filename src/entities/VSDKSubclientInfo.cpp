@@ -12,6 +12,7 @@
 #include "Db/Tbl/ArchPipeConfig.h"
 #include "appmgr/ApplicationId.h"
 #include "appmgr/ClientApplicationList.h"
+#include "db/EachRow.h"
 #include "db/NumberOf.h"
 #include "db/ReadScope.h"
 #include "entities/VSDKBackupsetInfo.h"
@@ -133,32 +134,29 @@ void VSDK_Subclient::fetchFilterEntries() {
     APP_ScFilterFile entries(nullptr);
     entries.setIsolationType(4);
     entries.setWhere("componentNameId=%d and type>0 and modified=0", subclientId);
-    const OVDBText& entry = entries.getDataPtr()->fileName;
-    int state = 0;
-    while (getNextRow(&entries, &state, -1, 0) == 0)
-        if (!entry.isNull)
-            content.push_back(ReplaceSpecialChars(entry.bytes));
+    eachRow(entries, [this](const APP_ScFilterFile_t& row) {
+        if (!row.fileName.isNull)
+            content.push_back(ReplaceSpecialChars(row.fileName.bytes));
+    });
 }
 
 void VSDK_Subclient::fetchTransferSettings() {
     ArchPipeConfig settings(nullptr);
     settings.setIsolationType(4);
     settings.setWhere("appNumber = %d", subclientId);
-    int state = 0;
-    while (getNextRow(&settings, &state, -1, 0) == 0) {
-        numNWAgents = settings.getDataPtr()->numNWAgents;
-        compressWhere = settings.getDataPtr()->compressWhere;
-    }
+    eachRow(settings, [this](const ArchPipeConfig_t& row) {
+        numNWAgents = row.numNWAgents;
+        compressWhere = row.compressWhere;
+    });
 }
 
 void VSDK_Subclient::fetchSqlContent() {
     APP_SubClientProp databases(nullptr);
     databases.setIsolationType(4);
     databases.setWhere("componentNameId=%d and attrType=118 and modified=0", subclientId);
-    const APP_SubClientProp_t& row = *databases.getDataPtr();
-    int state = 0;
-    while (getNextRow(&databases, &state, -1, 0) == 0)
+    eachRow(databases, [this](const APP_SubClientProp_t& row) {
         sqlContent.push_back({numberOf(row.attrVal.bytes), row.attrName});
+    });
 }
 
 int VSDK_Subclient::fetchMailContent(Subclient& subclient, bool databases) {
