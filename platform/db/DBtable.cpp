@@ -9,6 +9,7 @@
 
 #include "db/DBtran.h"
 #include "db/FaultSeam.h"
+#include "db/ReadScope.h"
 #include "db/engines/PackedRow.h"
 #include "log/EvDebug.h"
 

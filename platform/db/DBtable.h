@@ -15,9 +15,12 @@
 #include "db/DBStatus.h"
 #include "db/DBText.h"
 #include "db/DBValue.h"
-#include "db/ReadScope.h"
+#include "db/KeptRows.h"
 
 class DBtran;
+namespace hubdb {
+class ReadScope;
+}
 
 /// The statement handle behind every accessor: one table, procedure or cursor query of the process's hub database.
 ///

@@ -5,6 +5,7 @@
 
 #include "db/DBtable.h"
 #include "db/FaultSeam.h"
+#include "db/ReadScope.h"
 
 using hubdb::FaultPoint;
 using hubdb::injectedFault;

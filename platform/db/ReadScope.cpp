@@ -7,7 +7,6 @@
 #include <set>
 #include <utility>
 
-#include "db/DBtable.h"
 #include "db/FaultSeam.h"
 #include "db/engines/PackedRow.h"
 #include "log/EvDebug.h"

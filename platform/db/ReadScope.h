@@ -8,7 +8,6 @@
 #include <iterator>
 #include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 #include <type_traits>
 #include <unordered_set>
@@ -20,33 +19,10 @@
 #include "db/DBForm.h"
 #include "db/DBStatus.h"
 #include "db/DBValue.h"
-
-class DBtable;
-VSDKPLATFORM_API int getNextRow(DBtable* table, int* state, int reservedNumber, int reservedFlags);
+#include "db/EachRow.h"
+#include "db/KeptRows.h"
 
 namespace hubdb {
-
-/// The rows of one set-wise read, by the value of the column that it was made for.
-struct RowSet {
-    struct Rows {
-        std::uint32_t at = 0;    ///< in `bytes`
-        std::uint32_t count = 0; ///< 0: no such row
-    };
-    std::vector<int> values;      ///< that the set answers for, ascending
-    std::vector<Rows> found;      ///< for each of them
-    std::string bytes;            ///< packed rows
-    mutable std::size_t next = 0; ///< where the next question is likely to be answered: readers go from value to value
-
-    /// Null when the set does not answer for `value`.
-    const Rows* find(int value) const;
-};
-
-/// What a scope answered: rows that a reader takes one after the other.
-struct KeptRows {
-    std::shared_ptr<const RowSet> set; ///< null: the scope did not answer
-    const char* at = nullptr;
-    std::uint32_t left = 0;
-};
 
 /// Lets a list of entities, each of which reads itself with point reads, pay for sets: while a scope is open, the same
 /// point reads of its thread are answered from one read per table and chunk of elements.
@@ -116,17 +92,13 @@ class VSDKPLATFORM_API ReadScope {
         each(table, ids, use, [](std::span<const int>) {});
     }
 
-    /// Calls use() with every row that the accessor's filter finds, having read a chunk ahead. The status of the read
-    /// that had no more.
+    /// As ::eachRow, having read a chunk ahead.
     template <class Accessor, class Use> int eachRow(Accessor& accessor, Use use) {
         using Row = std::remove_reference_t<decltype(*accessor.getDataPtr())>;
+        if (!open_)
+            return ::eachRow(accessor, use);
         int state = 0;
         int status = kDbOk;
-        if (!open_) {
-            while ((status = getNextRow(&accessor, &state, -1, 0)) == kDbOk)
-                use(*accessor.getDataPtr());
-            return status;
-        }
         constexpr std::size_t kBytes = 1U << 20U;
         const std::size_t rowsMax = std::clamp<std::size_t>(kBytes / sizeof(Row), 1, kChunk);
         std::vector<Row> rows;
@@ -148,7 +120,7 @@ class VSDKPLATFORM_API ReadScope {
         visit(accessor.declaration(), std::span<const char* const>());
         if (status < 0) // which came before those of the rows that were read ahead of it
             noteLast(status, accessor.getErrorStr(status));
-        return status;
+        return status == kDbNoRow ? kDbOk : status;
     }
 
     /// Whether this thread's reads are within the transaction of its scope, so that they must not depend on its length.
