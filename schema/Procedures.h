@@ -36,6 +36,24 @@ inline constexpr std::array kProcedureTexts{
                   "SELECT C.id, C.name, S.id, C.status, S.Name, C.releaseId FROM APP_Client C "
                   "JOIN SimOperatingSystem S ON S.id = C.simOperatingSystemId "
                   "WHERE C.id != 1 AND ?1 IS NOT NULL ORDER BY C.id"},
+    // Sessions that have expired at the time ?1, as VSDK_Sessions tells it: a parameter that is missing or too large
+    // for
+    // 64 bits is -1, one that is no number 0, and numbers are cut to 32 bits.
+    ProcedureText{
+        "sec_VSDKMaintenance", "integer",
+        "WITH given AS (SELECT ltrim(coalesce((SELECT coalesce(value, '') FROM ZXGlobalParam "
+        "WHERE name = 'VSDKSessionTimeOut' ORDER BY id LIMIT 1), '-1'), ' \t\n\v\f\r') AS whole), "
+        "parts AS (SELECT CASE WHEN whole LIKE '-%' THEN -1 ELSE 1 END AS factor, "
+        "CASE WHEN substr(whole, 1, 1) IN ('+', '-') THEN substr(whole, 2) ELSE whole END AS rest FROM given), "
+        "decimal AS (SELECT factor, "
+        "ltrim(substr(rest, 1, length(rest) - length(ltrim(rest, '0123456789'))), '0') AS digits FROM parts), "
+        "number AS (SELECT CASE WHEN digits = '' THEN 0 WHEN length(digits) > 19 OR (length(digits) = 19 AND "
+        "digits > '9223372036854775807') THEN -1 ELSE factor * CAST(digits AS bigint) END AS n FROM decimal), "
+        "service AS (SELECT (((n & 4294967295) + 2147483648) & 4294967295) - 2147483648 AS seconds FROM number) "
+        "DELETE FROM UMVSDKSessions WHERE (timeout = 0 AND (SELECT seconds FROM service) > 0 "
+        "AND lastAccessedTime <= ?1 - (SELECT seconds FROM service)) "
+        "OR (timeout > 0 AND lastAccessedTime <= ?1 - ((((CAST(timeout AS bigint) * 60 & 4294967295) "
+        "+ 2147483648) & 4294967295) - 2147483648)) RETURNING ?1"},
 };
 
 } // namespace hubdb

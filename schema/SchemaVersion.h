@@ -5,7 +5,7 @@
 namespace hubdb {
 
 /// The version of the hub database that this library reads and writes.
-inline constexpr int kSchemaVersion = 3;
+inline constexpr int kSchemaVersion = 4;
 
 /// What an upgrade from a version does to the data, before the tables are brought to the shape that is declared.
 struct UpgradeStep {
@@ -21,6 +21,7 @@ inline constexpr std::array kUpgradeSteps{
                    "later.id > UMVSDKSessions.id)"},
     // More procedures, which an upgrade makes in any case.
     UpgradeStep{2, ""},
+    UpgradeStep{3, ""},
 };
 
 } // namespace hubdb

@@ -130,8 +130,10 @@ void Lease::release() noexcept {
         database->giveBack(slot_);
 }
 
-Database::Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit)
-    : engine_(std::move(engine)), poolLimit_(poolLimit), slots_(poolSize), forkGeneration_(process().forks) {
+Database::Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit,
+                   std::string keyPath)
+    : engine_(std::move(engine)), poolLimit_(poolLimit), keyPath_(std::move(keyPath)), slots_(poolSize),
+      forkGeneration_(process().forks) {
     const std::lock_guard lock(process().aliveMutex);
     process().alive.push_back(this);
 }

@@ -119,7 +119,8 @@ class Lease {
 /// One connected database: its engine and a bounded pool of connections, opened when first needed.
 class Database : public std::enable_shared_from_this<Database> {
   public:
-    Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit);
+    Database(std::unique_ptr<Engine> engine, std::size_t poolSize, std::chrono::milliseconds poolLimit,
+             std::string keyPath);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -140,6 +141,8 @@ class Database : public std::enable_shared_from_this<Database> {
     Lease lease(std::size_t preferred, EngineError& error, bool fresh = false);
 
     HubDatabaseStatistics statistics() const;
+    /// The file of the key of stored passwords, empty for none.
+    const std::string& keyPath() const { return keyPath_; }
 
   private:
     friend class Lease;
@@ -157,6 +160,7 @@ class Database : public std::enable_shared_from_this<Database> {
 
     std::unique_ptr<Engine> engine_;
     std::chrono::milliseconds poolLimit_;
+    std::string keyPath_;
     std::vector<Slot> slots_;
     std::atomic<unsigned> waiting_{0};
     std::atomic<bool> closed_{false};
@@ -192,7 +196,8 @@ class ThreadSession {
     Shared* shared_ = nullptr;
 };
 
-/// This thread's last failure, for hosts that must tell an empty list from a failed one.
+/// This thread's last failure, for hosts that must tell an empty list from a failed one, and a wrong password from one
+/// that could not be compared.
 struct LastFailure {
     int status = kDbOk;
     std::string words;

@@ -10,7 +10,8 @@ int HubDatabase::connect(const std::string& url, std::string& error) {
     if (!hubdb::DatabaseUrl::parse(url, parsed, error))
         return kDbBadStatement;
     const auto reopen = [parsed] {
-        return std::make_shared<hubdb::Database>(hubdb::makeEngine(parsed), parsed.poolSize, parsed.poolLimit);
+        return std::make_shared<hubdb::Database>(hubdb::makeEngine(parsed), parsed.poolSize, parsed.poolLimit,
+                                                 parsed.keyPath);
     };
     const auto database = reopen();
     hubdb::EngineError failure;

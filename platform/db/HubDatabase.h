@@ -54,8 +54,9 @@ class VSDKPLATFORM_API HubDatabase {
     /// begin later fail.
     static void disconnect();
 
-    /// This thread's last database failure, 0 if there was none since the last clearLastFailure(), and its words: how a
-    /// host tells a list that is empty from one whose read failed.
+    /// This thread's last failure of the database or of what its stored passwords need, 0 if there was none since the
+    /// last clearLastFailure(), and its words: how a host tells a list that is empty from one whose read failed, and a
+    /// password that is wrong from one that could not be compared.
     static int lastFailure(std::string& words);
     static void clearLastFailure();
 

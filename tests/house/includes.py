@@ -39,6 +39,7 @@ HOME = {
     r"sqlite3(ext)?\.h": "platform/db/engines/sqlite/",
     r"libpq.*|postgres.*": "platform/db/engines/postgres/",
     r"(spdlog|fmt|CLI|nlohmann)/.*": "tools/",
+    r"sodium\.h|sodium/.*": "platform/security/",
 }
 
 FORBIDDEN_BELOW_TOOLS = re.compile(
