@@ -15,6 +15,7 @@ struct DatabaseUrl {
 
     Engine engine = Engine::kSqlite;
     std::string name;    ///< what messages call it; never a secret
+    std::string whole;   ///< the URL as it was given, secrets included
     std::string path;    ///< its file, empty for a server's
     std::string keyPath; ///< the key of stored passwords; by default a file's name with ".key", for a server none
     std::size_t poolSize = 8;

@@ -17,6 +17,10 @@ hubdb::DatabaseUrl parseDatabaseUrl(const std::string& url) {
     return parsed;
 }
 
+bool isDatabaseUrl(const std::string& argument) {
+    return argument.starts_with("sqlite:") || argument.find("://") != std::string::npos;
+}
+
 void requireDatabase(const hubdb::DatabaseUrl& url) {
     if (url.path.empty())
         return; // a server's: connecting tells

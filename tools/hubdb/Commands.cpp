@@ -14,6 +14,7 @@
 #include "db/HubSchema.h"
 #include "hubdb/KeyFile.h"
 #include "schema/SchemaVersion.h"
+#include "security/PasswordKey.h"
 
 namespace {
 
@@ -57,6 +58,7 @@ using Finding = Report::Finding;
 
 void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
     constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+    std::string error;
     struct stat about {};
     if (!url.path.empty() && stat(url.path.c_str(), &about) == 0)
         report.add((about.st_mode & kOthers) == 0 ? Finding::kOk : Finding::kWarn, "database file",
@@ -67,6 +69,8 @@ void lookAtFiles(const hubdb::DatabaseUrl& url, Report& report) {
     else if (stat(url.keyPath.c_str(), &about) != 0)
         report.add(Finding::kWarn, "password key",
                    url.keyPath + ": " + std::strerror(errno) + ": stored passwords cannot be used");
+    else if (hubdb::PasswordKey key; !key.load(url.keyPath, error))
+        report.add(Finding::kFail, "password key", error);
     else
         report.add((about.st_mode & 07777U) == (S_IRUSR | S_IWUSR) ? Finding::kOk : Finding::kWarn, "password key",
                    url.keyPath + ", mode " + permissions(about.st_mode) +

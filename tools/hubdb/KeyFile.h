@@ -2,8 +2,7 @@
 
 #include <string>
 
-/// The key of a hub database's stored passwords: 32 random bytes, as one line of 64 hexadecimal digits, in a file that
-/// only its owner may read.
+/// The file of the key of a hub database's stored passwords (hubdb::PasswordKey), which only its owner may read.
 ///
 /// Making one takes two steps, so that what can fail does so before the database is made: the constructor writes a
 /// draft beside the place of the file, and throws a tools::CommandError when it cannot; publish() gives the draft its

@@ -11,6 +11,7 @@
 #include "hubdb/Commands.h"
 #include "hubdb/Generate.h"
 #include "hubdb/Load.h"
+#include "hubdb/Users.h"
 
 namespace {
 
@@ -24,12 +25,14 @@ Examples:
   hubdb generate sqlite:big.db --clients 100000 --seed 7
   HUBDB_URL=sqlite:hub.db hubdb doctor
   hubdb create 'postgresql://hub_owner@db1/hub?app_role=hub_app&key=hub.key'
+  hubdb user add sqlite:hub.db alice
+  hubdb param set sqlite:hub.db VSDKSessionTimeOut 1800
 
 Exit codes:
   0  done
   1  the database reported a failure, or check or doctor found one
   2  the command line is wrong
-  3  the database's file or the estate's does not exist
+  3  the database's file, the estate's, the user or the parameter does not exist
   4  the data given are wrong; nothing was changed)";
 
 /// In front of the footer of the commands that add rows.
@@ -43,10 +46,12 @@ database until the end, and whoever reads it meanwhile gets "busy" after lock_ms
 struct Request {
     std::string db;
     int verbosity = 0;
-    std::string url; ///< or the file, when the command takes one and nothing else is given
-    std::string file;
-    bool takesFile = false;
+    std::string url; ///< or the first operand, where a command line has as many arguments as the command has operands
+    std::vector<std::string> operands;
+    std::vector<std::string> operandNames; ///< of the command that is given
     EstateSize size;
+    NewUser user;
+    tools::PasswordSource password;
     std::function<Answer(const hubdb::DatabaseUrl& url)> command;
 };
 
@@ -67,6 +72,35 @@ CLI::Option* addNumber(CLI::App* command, const std::string& name, int& value, i
         ->type_name("NUMBER");
 }
 
+/// What a command takes beside the database.
+struct Operand {
+    const char* name;
+    const char* about;
+};
+constexpr std::size_t kOperandsMost = 2;
+
+/// The command of the innermost subcommand that is given.
+const CLI::App& givenCommand(const CLI::App& app) {
+    const auto given = app.get_subcommands();
+    return given.empty() ? app : givenCommand(*given.front());
+}
+
+/// Where the database is not among the arguments, the first of them is the first operand.
+void settleOperands(const CLI::App& app, Request& request) {
+    const CLI::App& command = givenCommand(app);
+    const auto isGiven = [&command](const std::string& name) { return command.get_option(name)->count() > 0; };
+    auto& names = request.operandNames;
+    if (names.empty() || isGiven(names.back()))
+        return;
+    if (tools::isDatabaseUrl(request.url))
+        throw tools::CommandError(tools::kExitUsage, names.back() + " is missing: see --help");
+    for (std::size_t i = names.size(); i-- > 0;) {
+        if (!isGiven(i == 0 ? "URL" : names[i - 1]))
+            throw tools::CommandError(tools::kExitUsage, names[i] + " is missing: see --help");
+        request.operands[i].swap(i == 0 ? request.url : request.operands[i - 1]);
+    }
+}
+
 /// Reads the command line. Throws a tools::CommandError; a text is the whole answer to --help or --version.
 std::string parse(int argc, char** argv, Request& request) {
     CLI::App app("Makes, checks, upgrades, fills and inspects a hub database.", "hubdb");
@@ -77,28 +111,35 @@ std::string parse(int argc, char** argv, Request& request) {
     app.add_option("--db", request.db, "The hub database");
     app.add_flag("-v,--verbose", request.verbosity, "Log to standard error; -vv and -vvv log more");
 
-    const auto addCommand = [&](const char* name, const char* what) {
-        CLI::App* const command = app.add_subcommand(name, what);
+    const auto& operands = request.operands;
+    request.operands.resize(kOperandsMost);
+    // A command, what it takes beside the database, and what it does.
+    const auto addCommand = [&request](CLI::App& parent, const char* name, const char* what,
+                                       const std::vector<Operand>& taken,
+                                       const std::function<Answer(const hubdb::DatabaseUrl&)>& run) {
+        CLI::App* const command = parent.add_subcommand(name, what);
         command->add_option("URL", request.url, "The hub database")->type_name("");
+        std::vector<std::string> names;
+        for (const auto& [operand, about] : taken) {
+            command->add_option(operand, request.operands[names.size()], about)->type_name("");
+            names.emplace_back(operand);
+        }
+        command->callback([&request, run, names] {
+            request.command = run;
+            request.operandNames = names;
+        });
         return command;
     };
-    addCommand("create", "Make a hub database and its password key")->callback([&] {
-        request.command = createDatabase;
-    });
-    addCommand("check", "Compare the schema with what this version expects")->callback([&] {
-        request.command = checkDatabase;
-    });
-    addCommand("upgrade", "Bring an older hub database to this version")->callback([&] {
-        request.command = upgradeDatabase;
-    });
-    CLI::App* const load = addCommand("load", "Add the rows of an estate, all or none (docs/estate.md)");
-    load->add_option("FILE", request.file, "The estate, in JSON")->type_name("");
+    addCommand(app, "create", "Make a hub database and its password key", {}, createDatabase);
+    addCommand(app, "check", "Compare the schema with what this version expects", {}, checkDatabase);
+    addCommand(app, "upgrade", "Bring an older hub database to this version", {}, upgradeDatabase);
+    CLI::App* const load = addCommand(app, "load", "Add the rows of an estate, all or none (docs/estate.md)",
+                                      {{"FILE", "The estate, in JSON"}},
+                                      [&](const hubdb::DatabaseUrl& url) { return loadEstate(url, operands[0]); });
     load->footer(std::string(kBulkFooter) + kFooter);
-    load->callback([&] {
-        request.takesFile = true;
-        request.command = [&](const hubdb::DatabaseUrl& url) { return loadEstate(url, request.file); };
-    });
-    CLI::App* const generate = addCommand("generate", "Fill an empty hub database with a believable estate");
+    CLI::App* const generate =
+        addCommand(app, "generate", "Fill an empty hub database with a believable estate", {},
+                   [&](const hubdb::DatabaseUrl& url) { return generateEstate(url, request.size); });
     generate->footer(std::string(kBulkFooter) + kFooter);
     constexpr int kMost = 10'000'000;
     addNumber(generate, "--clients", request.size.clients, 1, kMost, "Clients beside the hub server")->required();
@@ -108,21 +149,53 @@ std::string parse(int argc, char** argv, Request& request) {
               "Jobs, one in ten running; by default one for each client");
     addNumber(generate, "--sessions", request.size.sessions, 0, kMost,
               "Login sessions, expired long ago; by default 10");
-    generate->callback(
-        [&] { request.command = [&](const hubdb::DatabaseUrl& url) { return generateEstate(url, request.size); }; });
-    addCommand("doctor", "Look for what may be wrong")->callback([&] { request.command = doctorDatabase; });
+    addCommand(app, "doctor", "Look for what may be wrong", {}, doctorDatabase);
+
+    CLI::App& user = *app.add_subcommand("user", "Users, who log in with vcommand")->require_subcommand(1);
+    const Operand login{"LOGIN", "The user's login name"};
+    const auto asksPassword = [&request](CLI::App* command) {
+        auto* const file = command->add_option("--password-file", request.password.file,
+                                               "Read the password from this file, which holds one line");
+        command->add_flag("--password-stdin", request.password.standardInput, "Read it from standard input")
+            ->disable_flag_override()
+            ->excludes(file);
+        return command;
+    };
+    CLI::App* const add = asksPassword(
+        addCommand(user, "add", "Add a user; asks for the password", {login}, [&](const hubdb::DatabaseUrl& url) {
+            request.user.login = operands[0];
+            return addUser(url, request.user, request.password);
+        }));
+    add->add_option("--name", request.user.name, "The user's name; by default the login");
+    add->add_option("--description", request.user.description, "What is worth knowing about the user");
+    asksPassword(
+        addCommand(user, "passwd", "Change a user's password, and end the user's sessions", {login},
+                   [&](const hubdb::DatabaseUrl& url) { return setUserPassword(url, operands[0], request.password); }));
+    addCommand(user, "disable", "Let a user log in no more, and end the user's sessions", {login},
+               [&](const hubdb::DatabaseUrl& url) { return enableUser(url, operands[0], false); });
+    addCommand(user, "enable", "Let a disabled user log in again", {login},
+               [&](const hubdb::DatabaseUrl& url) { return enableUser(url, operands[0], true); });
+    addCommand(user, "list", "All users", {}, listUsers);
+
+    CLI::App& param = *app.add_subcommand("param", "Global parameters (docs/sessions.md)")->require_subcommand(1);
+    const Operand name{"NAME", "The parameter's name"};
+    addCommand(param, "set", "Set a parameter", {name, {"VALUE", "Its value"}},
+               [&](const hubdb::DatabaseUrl& url) { return setParameter(url, operands[0], operands[1]); });
+    addCommand(param, "get", "Print a parameter's value", {name},
+               [&](const hubdb::DatabaseUrl& url) { return getParameter(url, operands[0]); });
+    addCommand(param, "unset", "Remove a parameter", {name},
+               [&](const hubdb::DatabaseUrl& url) { return unsetParameter(url, operands[0]); });
+    addCommand(param, "list", "All parameters", {}, listParameters);
 
     std::string information = tools::parseCommandLine(app, argc, argv);
     if (information.empty() && !request.command)
         throw tools::CommandError(tools::kExitUsage, "the command is missing: see hubdb --help");
+    if (information.empty())
+        settleOperands(app, request);
     return information;
 }
 
-hubdb::DatabaseUrl databaseOf(Request& request) {
-    if (request.takesFile && request.file.empty())
-        request.file.swap(request.url);
-    if (request.takesFile && request.file.empty())
-        throw tools::CommandError(tools::kExitUsage, "the file is missing");
+hubdb::DatabaseUrl databaseOf(const Request& request) {
     if (!request.url.empty() && !request.db.empty())
         throw tools::CommandError(tools::kExitUsage, "the database is given twice");
     const auto url = tools::databaseUrl(request.url.empty() ? request.db : request.url);

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <iostream>
-#include <list>
+#include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "common/CommandLine.h"
 #include "common/Database.h"
@@ -14,6 +16,7 @@
 #include "db/HubDatabase.h"
 #include "vcommand/Commands.h"
 #include "vcommand/Output.h"
+#include "vcommand/Sessions.h"
 
 namespace {
 
@@ -30,6 +33,9 @@ name as lists show it, compared byte by byte. What is not named is not limited:
 Filters are COLUMN=VALUE, != < <= > >= for numbers, and for texts = and != with
 the wildcards * and ?, ~ and !~ for a part of the text; all must hold.
 
+"login USER" asks for the password and begins a session; its token is kept in a
+file that only the user can read, until "logout" or until it expires.
+
 Examples:
   vcommand list clients --db sqlite:/var/lib/hub/hub.db
   HUBDB_URL=sqlite:hub.db vcommand list agenttypes --client mail01 --json
@@ -39,6 +45,7 @@ Examples:
   vcommand list snapshots --job 102
   vcommand show subclient default --client db01 --agenttype "SQL Database"
   vcommand show storagepolicy 1
+  vcommand login alice
 
 Exit codes:
   0  done
@@ -46,7 +53,8 @@ Exit codes:
      written
   2  the command line is wrong
   3  the named entity or the database does not exist
-  4  the data given are wrong, such as a name that several entities have)";
+  4  the data given are wrong, such as a name that several entities have; the
+     login was refused or has expired)";
 
 /// Adds an option that may be given once and is kept only if it is.
 CLI::Option* addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
@@ -55,24 +63,42 @@ CLI::Option* addText(CLI::App& command, const std::string& name, std::optional<s
         name, [&text](const std::string& given) { text = given; }, about);
 }
 
-/// One `list` or `show` of a kind: its options, and what they were given.
-class EntityCommand {
+/// A subcommand: its options, and what they were given.
+class Command {
   public:
-    EntityCommand(CLI::App& parent, const Kind& kind, bool alone) : scope_(kind), given_(scope_.chain.size()) {
+    virtual ~Command() = default;
+    Command(const Command&) = delete; // options keep pointers into it
+    Command& operator=(const Command&) = delete;
+
+    bool isGiven() const { return app_->parsed(); }
+    /// Throws a tools::CommandError for options that say nothing, before a database is asked.
+    virtual void prepare() {}
+    /// Whether it may need a session.
+    virtual bool isGuarded() const = 0;
+    virtual Answer run(const hubdb::DatabaseUrl& url) const = 0;
+    /// Whether the answer is no list.
+    virtual bool isAlone() const = 0;
+
+  protected:
+    explicit Command(CLI::App* app) : app_(app) {}
+
+    CLI::App* app_;
+};
+
+/// One `list` or `show` of a kind.
+class EntityCommand final : public Command {
+  public:
+    EntityCommand(CLI::App& parent, const Kind& kind, const std::string& word, bool alone)
+        : Command(parent.add_subcommand(word, alone ? std::string("One ") + kind.names.one : kind.names.about)),
+          scope_(kind), given_(scope_.chain.size()) {
         scope_.alone = alone;
-        const std::string word = commandWord(alone ? kind.names.one : kind.names.many);
-        app_ = parent.add_subcommand(word, alone ? std::string("One ") + kind.names.one : kind.names.about);
         for (std::size_t place = 0; place < given_.size(); ++place)
             addSelector(place);
         if (!alone)
             addListOptions();
     }
 
-    bool isGiven() const { return app_->parsed(); }
-    bool isAlone() const { return scope_.alone; }
-
-    /// Throws a tools::CommandError for options that say nothing, before a database is asked.
-    void prepare() {
+    void prepare() override {
         for (std::size_t place = 0; place < given_.size(); ++place)
             if (given_[place])
                 scope_.selectors[place].emplace(*scope_.chain[place], *given_[place]);
@@ -82,7 +108,11 @@ class EntityCommand {
         arrangement_.emplace(words_, scope_.kind.columns(scope_.properties, scope_.alone));
     }
 
-    Answer run() const { return scope_.alone ? showEntity(scope_) : listEntities(scope_, *arrangement_); }
+    bool isGuarded() const override { return true; }
+    Answer run(const hubdb::DatabaseUrl& /*url*/) const override {
+        return scope_.alone ? showEntity(scope_) : listEntities(scope_, *arrangement_);
+    }
+    bool isAlone() const override { return scope_.alone; }
 
   private:
     void addSelector(std::size_t place) {
@@ -122,19 +152,73 @@ class EntityCommand {
     bool onlyIds_ = false;
     Arrangement::Words words_;
     std::optional<Arrangement> arrangement_;
-    CLI::App* app_ = nullptr;
 };
 
-void connect(const std::string& db) {
+/// A command about the user's own session, or about all of them.
+class SessionCommand final : public Command {
+  public:
+    using Run = std::function<Answer(const hubdb::DatabaseUrl&)>;
+
+    SessionCommand(CLI::App& parent, const char* word, const char* about, bool guarded, Run run)
+        : Command(parent.add_subcommand(word, about)), guarded_(guarded), run_(std::move(run)) {}
+
+    CLI::App& app() { return *app_; }
+    bool isGuarded() const override { return guarded_; }
+    Answer run(const hubdb::DatabaseUrl& url) const override { return run_(url); }
+    bool isAlone() const override { return true; }
+
+  private:
+    bool guarded_;
+    Run run_;
+};
+
+using Commands = std::vector<std::unique_ptr<Command>>;
+
+void addEntityCommands(CLI::App& app, Commands& commands) {
+    CLI::App& list = *app.add_subcommand("list", "List entities")->require_subcommand(1);
+    CLI::App& show = *app.add_subcommand("show", "Show all of one entity")->require_subcommand(1);
+    for (const Kind* kind : kinds()) {
+        commands.push_back(std::make_unique<EntityCommand>(list, *kind, commandWord(kind->names.many), false));
+        commands.push_back(std::make_unique<EntityCommand>(show, *kind, commandWord(kind->names.one), true));
+    }
+}
+
+void addSessionCommands(CLI::App& app, LoginRequest& request, Commands& commands) {
+    const auto add = [&commands](CLI::App& parent, const char* word, const char* about, bool guarded,
+                                 SessionCommand::Run run) -> CLI::App& {
+        auto command = std::make_unique<SessionCommand>(parent, word, about, guarded, std::move(run));
+        CLI::App& added = command->app();
+        commands.push_back(std::move(command));
+        return added;
+    };
+    CLI::App& login = add(app, "login", "Begin a session; asks for the password", false,
+                          [&request](const hubdb::DatabaseUrl& url) { return logIn(url, request); });
+    login.add_option("USER", request.user, "The user's login name")->type_name("")->required();
+    auto* const file = login.add_option("--password-file", request.password.file,
+                                        "Read the password from this file, which holds one line");
+    login.add_flag("--password-stdin", request.password.standardInput, "Read it from standard input")
+        ->disable_flag_override()
+        ->excludes(file);
+    add(app, "logout", "End the session", false, logOut);
+    add(app, "whoami", "Show whose session it is", false, whoAmI);
+    CLI::App& sessions = *app.add_subcommand("sessions", "All login sessions")->require_subcommand(1);
+    commands.push_back(std::make_unique<EntityCommand>(sessions, sessionKind(), "list", false));
+    add(sessions, "purge", "Remove the sessions that have expired", true,
+        [](const hubdb::DatabaseUrl&) { return purgeSessions(); });
+}
+
+hubdb::DatabaseUrl connect(const std::string& db) {
     const auto url = tools::databaseUrl(db);
     if (!url)
         throw tools::CommandError(tools::kExitUsage, "no database: give --db or set HUBDB_URL",
                                   tools::kMissingArgument);
-    tools::requireDatabase(tools::parseDatabaseUrl(*url));
+    hubdb::DatabaseUrl parsed = tools::parseDatabaseUrl(*url);
+    tools::requireDatabase(parsed);
     std::string error;
     if (const int status = HubDatabase::connect(*url, error); status != kDbOk)
         throw tools::CommandError(tools::kExitFailed, error + " (database status " + std::to_string(status) + ")",
                                   tools::kNotConnected);
+    return parsed;
 }
 
 /// Tells a failure on standard error, and returns what a JSON document says of it.
@@ -166,21 +250,20 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
     app.add_flag("--csv", csv, "Answer with comma-separated values")->disable_flag_override()->excludes(asJson);
     app.add_flag("-v,--verbose", verbosity, "Log to standard error; -vv and -vvv log more");
 
-    CLI::App* const list = app.add_subcommand("list", "List entities")->require_subcommand(1);
-    CLI::App* const show = app.add_subcommand("show", "Show all of one entity")->require_subcommand(1);
-    std::list<EntityCommand> commands; // options keep pointers into them
-    for (const Kind* kind : kinds()) {
-        commands.emplace_back(*list, *kind, false);
-        commands.emplace_back(*show, *kind, true);
-    }
+    Commands commands;
+    LoginRequest login;
+    addEntityCommands(app, commands);
+    addSessionCommands(app, login, commands);
     if (const std::string information = tools::parseCommandLine(app, argc, argv); !information.empty())
         return json ? jsonText({{"text", information}}) : information;
 
-    EntityCommand& command = *std::ranges::find_if(commands, [](const auto& one) { return one.isGiven(); });
+    Command& command = **std::ranges::find_if(commands, [](const auto& one) { return one->isGiven(); });
     command.prepare();
     tools::logToStandardError(verbosity);
-    connect(db);
-    const Answer answer = command.run();
+    const hubdb::DatabaseUrl url = connect(db);
+    if (command.isGuarded())
+        admit(url);
+    const Answer answer = command.run(url);
     Json error;
     if (answer.incomplete) {
         exitCode = answer.incomplete->exitCode;

@@ -123,6 +123,7 @@ bool DatabaseUrl::parse(const std::string& url, DatabaseUrl& parsed, std::string
             continue;
         DatabaseUrl result;
         result.engine = scheme.engine;
+        result.whole = url;
         if (!scheme.parse(std::string_view(url).substr(scheme.prefix.size()), result, error))
             return false;
         parsed = result;

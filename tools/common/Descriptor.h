@@ -1,0 +1,24 @@
+#pragma once
+
+#include <unistd.h>
+
+namespace tools {
+
+/// An open file, closed when this goes. Negative: none.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0)
+            close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int number() const { return number_; }
+
+  private:
+    int number_;
+};
+
+} // namespace tools
