@@ -54,8 +54,8 @@ class Silence {
     sigset_t before_{};
 };
 
-/// Everything up to the end, or up to the first line end with `oneLine`; more than a password holds is cut.
-bool readBytes(int file, bool oneLine, Secret& bytes) {
+/// Everything up to the end, or up to and with the first of the bytes `ends`; more than a password holds is cut.
+bool readBytes(int file, const std::string& ends, Secret& bytes) {
     bytes.text.reserve(kMost + 3); // so that it never moves and leaves a copy behind
     char byte = 0;
     ssize_t got = 0;
@@ -65,7 +65,7 @@ bool readBytes(int file, bool oneLine, Secret& bytes) {
         if (got < 0)
             return false;
         bytes.text += byte;
-        if (oneLine && byte == '\n')
+        if (ends.find(byte) != std::string::npos)
             break;
     }
     return true;
@@ -76,7 +76,7 @@ bool readBytes(int file, bool oneLine, Secret& bytes) {
 }
 
 void readStream(int file, const std::string& name, Secret& password) {
-    if (!readBytes(file, false, password))
+    if (!readBytes(file, "", password))
         throw CommandError(kExitFailed, name + ": " + std::strerror(errno), kInvalidArgument);
     std::string& text = password.text;
     if (!text.empty() && text.back() == '\n')
@@ -87,10 +87,14 @@ void readStream(int file, const std::string& name, Secret& password) {
 
 void ask(int terminal, const std::string& prompt, Secret& password) {
     const Silence silence(terminal);
-    if (!silence.isSet() || write(terminal, prompt.data(), prompt.size()) < 0 || !readBytes(terminal, true, password))
+    if (!silence.isSet() || write(terminal, prompt.data(), prompt.size()) < 0 ||
+        !readBytes(terminal, {'\n', silence.interruptKey()}, password))
         throw CommandError(kExitFailed, std::string("the terminal: ") + std::strerror(errno), kInvalidArgument);
     std::string& text = password.text;
-    if (!text.empty() && text.back() == silence.interruptKey())
+    const bool interrupted = !text.empty() && text.back() == silence.interruptKey();
+    if ((interrupted || text.empty()) && write(terminal, "\n", 1) < 0) // which ECHONL did not see
+        throw CommandError(kExitFailed, std::string("the terminal: ") + std::strerror(errno), kInvalidArgument);
+    if (interrupted)
         throw CommandError(kExitFailed, "interrupted", kInvalidArgument);
     if (!text.empty() && text.back() == '\n')
         text.pop_back();

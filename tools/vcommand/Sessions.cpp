@@ -181,8 +181,8 @@ Answer logIn(const hubdb::DatabaseUrl& url, const LoginRequest& request) {
         }
         file.write(login);
         int number = 0;
-        if (before)
-            begun.session.DeleteSession(before->token, number);
+        if (before && begun.session.DeleteSession(before->token, number) == 0)
+            audit().tell("logout", before->user);
         audit().tell("login", request.user);
         return describe(request.user, passed, login.token);
     } catch (...) {
