@@ -12,8 +12,8 @@ class VSDKPLATFORM_API EvSecurityMgr {
     enum Answer : unsigned char {
         kNotValid = 0,  ///< another password, no such user, or one who is not enabled
         kValid = 1,     ///< the password of an enabled user
-        kUndecided = 2, ///< the row, the key or the memory was not to be had: `errorText` and
-                        ///< HubDatabase::lastFailure() tell which
+        kUndecided = 2, ///< the row, the key or the memory was not to be had, or what is stored is no
+                        ///< password: `errorText` and HubDatabase::lastFailure() tell which
     };
 
     /// The argument is not used.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -27,6 +28,8 @@ constexpr std::size_t kLengthAt = PasswordKey::kFingerprintBytes;
 constexpr std::size_t kNonceAt = kLengthAt + 2; // the length is of two bytes, the higher first
 constexpr std::size_t kBoxAt = kNonceAt + crypto_secretbox_NONCEBYTES;
 constexpr std::size_t kOverhead = kBoxAt + crypto_secretbox_MACBYTES;
+
+constexpr std::size_t kSumBytes = 32; // of Argon2id, as libsodium makes its strings
 
 constexpr std::size_t base64Length(std::size_t bytes) {
     return (bytes * 4 + 2) / 3;
@@ -104,16 +107,67 @@ int decode(std::string_view stored, Bytes& bytes, std::size_t& clearLength) {
                                                                                   : OVPassword::kDamaged;
 }
 
-int verifyHash(const std::string& clear, const char* argon2id) {
-    if (!hubdb::sodiumIsReady())
+/// A hash form, taken apart. libsodium could verify its string itself, but answers the same for another password and
+/// for a lack of memory.
+struct Argon2id {
+    std::size_t memory = crypto_pwhash_MEMLIMIT_INTERACTIVE; ///< bytes
+    unsigned long long passes = crypto_pwhash_OPSLIMIT_INTERACTIVE;
+    std::array<unsigned char, crypto_pwhash_SALTBYTES> salt{};
+    std::array<unsigned char, kSumBytes> sum{};
+
+    /// Computes the sum of a clear text. False without the memory for it.
+    bool compute(const std::string& clear, std::array<unsigned char, kSumBytes>& result) const {
+        return hubdb::sodiumIsReady() && crypto_pwhash(result.data(), result.size(), clear.data(), clear.size(),
+                                                       salt.data(), passes, memory, crypto_pwhash_ALG_ARGON2ID13) == 0;
+    }
+};
+
+/// Takes `text` off the front of what is left.
+bool skip(std::string_view& left, std::string_view text) {
+    const bool is = left.starts_with(text);
+    left.remove_prefix(is ? text.size() : 0);
+    return is;
+}
+
+bool takeNumber(std::string_view& left, unsigned long most, unsigned long& number) {
+    const auto [end, failure] = std::from_chars(left.data(), left.data() + left.size(), number);
+    left.remove_prefix(static_cast<std::size_t>(end - left.data()));
+    return failure == std::errc() && number > 0 && number <= most;
+}
+
+template <std::size_t N> bool takeBytes(std::string_view& left, std::array<unsigned char, N>& bytes) {
+    Bytes decoded;
+    if (left.size() < base64Length(N) || !decodeBase64(left.substr(0, base64Length(N)), decoded) || decoded.size() != N)
+        return false;
+    std::ranges::copy(decoded, bytes.begin());
+    left.remove_prefix(base64Length(N));
+    return true;
+}
+
+bool parse(std::string_view stored, Argon2id& hash) {
+    constexpr unsigned long kMemoryMost = 1U << 20U; // KiB: more is no work that a login may cost
+    constexpr unsigned long kPassesMost = 100;
+    unsigned long kibibytes = 0;
+    unsigned long passes = 0;
+    const bool whole =
+        skip(stored, kHashMark) && skip(stored, "v=19$m=") && takeNumber(stored, kMemoryMost, kibibytes) &&
+        skip(stored, ",t=") && takeNumber(stored, kPassesMost, passes) && skip(stored, ",p=1$") &&
+        takeBytes(stored, hash.salt) && skip(stored, "$") && takeBytes(stored, hash.sum) && stored.empty();
+    hash.memory = std::size_t{kibibytes} * 1024;
+    hash.passes = passes;
+    return whole && hash.memory >= crypto_pwhash_MEMLIMIT_MIN;
+}
+
+int verifyHash(const std::string& clear, const char* stored) {
+    Argon2id hash;
+    if (!parse(stored, hash))
+        return fail(OVPassword::kDamaged);
+    auto sum = hash.sum;
+    if (!hash.compute(clear, sum))
         return fail(OVPassword::kNoMemory);
-    errno = 0;
-    if (crypto_pwhash_str_verify(argon2id, clear.data(), clear.size()) == 0)
-        return OVPassword::kDone;
-    // The answer is the same for another password, a lack of memory and a broken string; only the first says EINVAL.
-    if (errno == EINVAL)
-        return OVPassword::kNo;
-    return fail(errno == 0 ? OVPassword::kDamaged : OVPassword::kNoMemory);
+    const bool same = sodium_memcmp(sum.data(), hash.sum.data(), sum.size()) == 0;
+    sodium_memzero(sum.data(), sum.size());
+    return same ? OVPassword::kDone : OVPassword::kNo;
 }
 
 } // namespace
@@ -187,7 +241,7 @@ int OVPassword::hash(const std::string& clear, std::string& stored) {
 int OVPassword::verify(const std::string& clear, const char* stored) {
     const KeepErrno keep;
     if (isHashPassword(stored) == 1)
-        return verifyHash(clear, stored + 1);
+        return verifyHash(clear, stored);
     std::array<char, kClearBuffer> text{};
     unsigned long length = text.size();
     int result = decrypt(stored, text.data(), &length);
@@ -200,10 +254,8 @@ int OVPassword::verify(const std::string& clear, const char* stored) {
 int OVPassword::verifyNothing(const std::string& clear) {
     const KeepErrno keep;
     // Of a password that nobody knows.
-    static const std::string nobodys = "$argon2id$v=19$m=" + std::to_string(crypto_pwhash_MEMLIMIT_INTERACTIVE / 1024) +
-                                       ",t=" + std::to_string(crypto_pwhash_OPSLIMIT_INTERACTIVE) +
-                                       ",p=1$c2FsdG9mbm9ib2R5c3B3ZA$MDEyMzQ1Njc4OWFiY2RlZjAxMjM0NTY3ODlhYmNkZWY";
-    return verifyHash(clear, nobodys.c_str()) == kNoMemory ? kNoMemory : kNo;
+    Argon2id nobodys;
+    return nobodys.compute(clear, nobodys.sum) ? kNo : fail(kNoMemory);
 }
 
 bool OVPassword::isSame(const std::string& one, const std::string& other) {

@@ -38,6 +38,7 @@ bool PasswordKey::load(const std::string& path, std::string& error) {
     std::array<char, kLineBytes + 1> line{};
     const ssize_t length = readFile(path, line);
     if (length < 0) {
+        sodium_memzero(line.data(), line.size());
         error = path + ": the key of stored passwords cannot be read: " + std::strerror(errno);
         return false;
     }
@@ -81,7 +82,7 @@ std::array<char, PasswordKey::kLineBytes> PasswordKey::newLine() {
     std::array<unsigned char, kBytes> random{};
     std::array<char, kLineBytes> line{};
     if (!sodiumIsReady())
-        sodium_misuse(); // nothing that could pass for a key
+        sodium_misuse();
     randombytes_buf(random.data(), random.size());
     sodium_bin2hex(line.data(), line.size(), random.data(), random.size());
     line.back() = '\n';

@@ -30,7 +30,8 @@ class VSDKPLATFORM_API PasswordKey {
     /// Tells keys apart without telling anything about them.
     Fingerprint fingerprint() const;
 
-    /// The content of a file for a new key. The caller wipes it.
+    /// The content of a file for a new key, which the caller wipes. Ends the process where the system has no randomness
+    /// to give: nothing may pass for a key.
     static std::array<char, kLineBytes> newLine();
 
   private:

@@ -68,12 +68,12 @@ class ClearText {
 };
 
 int readOne(DBtable& accessor) {
+    accessor.setIsolationType(4);
     return getOneRow(&accessor, false, -1, 0);
 }
 
 /// The session of a token.
 int readByToken(UMVSDKSessions& session, const std::string& guid) {
-    session.setIsolationType(4);
     session.setWhere("GUID='%s'", dbText(guid));
     return readOne(session);
 }
@@ -81,6 +81,10 @@ int readByToken(UMVSDKSessions& session, const std::string& guid) {
 /// What a change of all sessions that match came to, when none at all is as good.
 unsigned long changed(int status) {
     return status == kDbOk || status == kDbNoRow ? 0 : kSessionFetchFailed;
+}
+
+unsigned long deleted(int status) {
+    return status == kDbOk ? 0 : status == kDbNoRow ? kNoSessionInfo : kSessionFetchFailed;
 }
 
 unsigned long touch(UMVSDKSessions& session, std::int64_t now) {
@@ -156,7 +160,6 @@ VSDK_User::VSDK_User(int user) : userId(user) {}
 
 unsigned long VSDK_User::VerifyPasswordbyLogin(const std::string& login, const std::string& password) {
     UMUsers user(nullptr);
-    user.setIsolationType(4);
     user.setWhere("login=N'%s'", dbText(login));
     if (readOne(user) != kDbOk)
         return kInvalidLogin;
@@ -169,7 +172,6 @@ unsigned long VSDK_User::VerifyPasswordbyLogin(const std::string& login, const s
 
 unsigned long VSDK_User::GetUserPasswordByLogin(const std::string& login, bool& found, std::string& password) {
     UMUsers user(nullptr);
-    user.setIsolationType(4);
     user.setWhere("login='%s'", dbText(login));
     const int status = readOne(user);
     found = status == kDbOk;
@@ -192,7 +194,6 @@ unsigned long VSDK_User::GetUserPasswordByLogin(const std::string& login, bool& 
 
 unsigned long VSDK_User::GetUserAndPassword(std::string& login, std::string& password) {
     UMUsers user(nullptr);
-    user.setIsolationType(4);
     user.setWhere("id=%d", userId);
     if (readOne(user) != kDbOk)
         return kUserFetchFailed;
@@ -265,7 +266,7 @@ unsigned long VSDK_Sessions::InsertSession(const int& userId, const int& evmgrsS
     if (session.rowInsert(true) != kDbOk)
         return kSessionFetchFailed;
     session.setWhere("id=%d", row.id);
-    readOne(session);
+    readOne(session); // whatever it answers: the session is there
     guid = row.GUID;
     return 0;
 }
@@ -333,7 +334,6 @@ unsigned long VSDK_Sessions::ModifyReferenceCount(const std::string& userName, c
                                                   int& evmgrsSessionId, std::string& guid) {
     const std::int64_t now = OVClock::now();
     UMVSDKSessions session(nullptr);
-    session.setIsolationType(4);
     session.setWhere("userName='%s'", dbText(userName));
     if (const int status = readOne(session); status != kDbOk)
         return status == kDbNoRow ? kNotLoggedIn : kSessionFetchFailed;
@@ -364,15 +364,13 @@ unsigned long VSDK_Sessions::DeleteSession(const std::string& guid, int& evmgrsS
     if (const int status = readByToken(session, guid); status != kDbOk)
         return status == kDbNoRow ? kNotLoggedIn : kSessionFetchFailed;
     evmgrsSessionId = session.getDataPtr()->evmgrsSessionId;
-    const int status = session.rowDelete();
-    return status == kDbNoRow ? kNoSessionInfo : changed(status);
+    return deleted(session.rowDelete());
 }
 
 unsigned long VSDK_Sessions::DeleteSession(const int& evmgrsSessionId) {
     UMVSDKSessions sessions(nullptr);
     sessions.setWhere("evmgrsSessionId=%d", evmgrsSessionId);
-    const int status = sessions.rowDelete();
-    return status == kDbNoRow ? kNoSessionInfo : changed(status);
+    return deleted(sessions.rowDelete());
 }
 
 unsigned long VSDK_Sessions::resetSessionId(const int& evmgrsSessionId) {
@@ -447,7 +445,6 @@ std::string GetActualUsernameFromDomainlessUsername(const std::string& userName,
 long long GetDomainlessLoginEnabledTime() {
     ZXGlobalParam parameter(nullptr);
     parameter.setWhere("name = '%s'", kDomainParameter);
-    parameter.setIsolationType(4);
     const int status = readOne(parameter);
     // The parameter's `created` is not what callers compare with: they get these numbers.
     return status == kDbOk || status == kDbNoRow ? kNotLoggedIn : kSessionFetchFailed;
@@ -459,5 +456,7 @@ bool CreateGuid(std::string& out) {
     std::array<char, UUID_STR_LEN> text{};
     uuid_unparse_lower(guid, text.data());
     out = text.data();
+    explicit_bzero(&guid, sizeof guid); // it may become a password
+    explicit_bzero(text.data(), text.size());
     return true;
 }

@@ -28,7 +28,8 @@ class VSDKDB_API VSDK_User : public VSDKDB_Base {
     unsigned long GetUserAndPassword(std::string& login, std::string& password);
     /// Adds a user of the system itself, enabled, with a random password that is stored encrypted, and gives that in
     /// clear: 36 characters. `local` makes the local kind. 0; 1289 when it could not be encrypted, and then nothing is
-    /// changed; 1295, which has no message, when the row was refused, as for a login that is there already.
+    /// changed; 1295, which has no message, when the row was refused, as for a login that is there already: `password`
+    /// is nobody's then.
     unsigned long CreateSystemLocalAdminUser(const std::string& login, bool local, std::string& password);
 };
 
@@ -129,6 +130,7 @@ class VSDKDB_API VSDK_Sessions : public VSDKDB_Base {
 
     /// Sets `sessionTimeout` from the parameter "VSDKSessionTimeOut", as `atoi` reads it: -1 without one, 0 for what is
     /// no number. `errno` is not cleared before: where it holds ERANGE or EINVAL when this is called, the result is -1.
+    /// It holds ERANGE, and the result is -1, after a number beyond 64 bits; so callers clear it first.
     void updateSessionTimeout();
     /// Sets `auditEnabled`: whether there is a parameter "VSDKSessionsAudit", whatever its value.
     void updateAudit();

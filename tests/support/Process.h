@@ -13,9 +13,10 @@ struct ProcessResult {
     std::string err;
 };
 
-/// Runs a program to its end with nothing to read, `environment` beside this process's, and standard output going to
-/// the descriptor `out` or, without one, into the result.
+/// Runs a program to its end without a terminal, with the file `in` to read, `environment` beside this process's, and
+/// standard output going to the descriptor `out` or, without one, into the result.
 ProcessResult runProcess(const std::vector<std::string>& command,
-                         const std::map<std::string, std::string>& environment = {}, int out = -1);
+                         const std::map<std::string, std::string>& environment = {}, int out = -1,
+                         const std::string& in = "/dev/null");
 
 } // namespace support

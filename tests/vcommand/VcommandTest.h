@@ -27,7 +27,7 @@ class VcommandTool : public support::ToolTest {
     static support::ProcessResult runWith(const std::string& url, const Arguments& arguments, int out = -1) {
         Arguments command{VSDK_VCOMMAND_PATH};
         command.insert(command.end(), arguments.begin(), arguments.end());
-        return support::runProcess(command, {{"HUBDB_URL", url}, {"TZ", "UTC"}}, out);
+        return support::runProcess(command, {{"HUBDB_URL", url}, {"TZ", "UTC"}, {"XDG_STATE_HOME", "/nowhere"}}, out);
     }
     /// What a command prints that must succeed without a word on standard error.
     std::string printed(const Arguments& arguments) const {

@@ -396,7 +396,7 @@ void SqliteStatement::finish() noexcept {
 
 // ---- connections
 
-/// randomblob(N), of which session tokens are made, from the system's cryptographic source.
+/// randomblob(N), of which session tokens are made, from the system's cryptographic source, for N from 1 to 256.
 void randomBlob(sqlite3_context* context, int /*arguments*/, sqlite3_value** values) {
     constexpr int kMost = 256; // what the source gives whole
     std::array<unsigned char, kMost> bytes{};
@@ -404,7 +404,8 @@ void randomBlob(sqlite3_context* context, int /*arguments*/, sqlite3_value** val
     if (size > 0 && size <= kMost && getrandom(bytes.data(), static_cast<std::size_t>(size), 0) == size)
         sqlite3_result_blob(context, bytes.data(), size, SQLITE_TRANSIENT);
     else
-        sqlite3_result_error(context, "the system has no randomness to give", -1);
+        sqlite3_result_error(context, "randomblob gives 1 to 256 bytes, where the system has randomness", -1);
+    explicit_bzero(bytes.data(), bytes.size());
 }
 
 bool SqliteConnection::open(EngineError& error) {
@@ -431,12 +432,13 @@ bool SqliteConnection::open(EngineError& error) {
     if (ready) {
         sqlite3_busy_handler(opened, &SqliteConnection::onBusy, this);
         // SQLite seeds its own generator with the time where it cannot open the system's source.
-        sqlite3_create_function_v2(opened, "randomblob", 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr, &randomBlob,
-                                   nullptr, nullptr, nullptr);
+        const int made = sqlite3_create_function_v2(opened, "randomblob", 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr,
+                                                    &randomBlob, nullptr, nullptr, nullptr);
         if (url_.statementLimit.count() > 0)
             sqlite3_progress_handler(opened, 20'000, &SqliteConnection::onProgress, this);
         // case_sensitive_like: LIKE compares bytes, as it does on a server.
-        ready = runScript("PRAGMA trusted_schema=OFF; PRAGMA case_sensitive_like=ON; PRAGMA synchronous=FULL; "
+        ready = (made == SQLITE_OK || fail(made) == kDbOk) &&
+                runScript("PRAGMA trusted_schema=OFF; PRAGMA case_sensitive_like=ON; PRAGMA synchronous=FULL; "
                           "PRAGMA temp_store=MEMORY; PRAGMA cache_size=-16384; SELECT count(*) FROM sqlite_schema;") ==
                     kDbOk &&
                 setJournal(words);
