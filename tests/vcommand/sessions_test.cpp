@@ -166,7 +166,8 @@ TEST_P(Sessions, EndWithTheirUser) {
     EXPECT_EQ(logIn("other").exitCode, 0);
 
     hub_->run("INSERT INTO UMVSDKSessions (userId, userName, timeout, lastAccessedTime) VALUES (1, 'idle', 5, 1000)");
-    answers({"sessions", "purge"}, 0);
+    hubdb({"param", "set", "VSDKSessionsAudit", "1"});
+    EXPECT_THAT(vcommand({"sessions", "purge"}).err, HasSubstr("vcommand expired user=\"idle\" host=\"\"\n"));
     EXPECT_EQ(sessions("userName"), "alice");
 }
 

@@ -31,7 +31,7 @@ std::string hostName() {
 
 Audit::Audit(std::string program) : program_(std::move(program)), enabled_(isAsked()) {}
 
-void Audit::tell(const std::string& event, const std::string& user) const {
+void Audit::tell(const std::string& event, const std::string& user, const std::string& host) const {
     if (!enabled_)
         return;
     const auto terminal = std::make_shared<spdlog::sinks::stderr_sink_mt>();
@@ -40,7 +40,7 @@ void Audit::tell(const std::string& event, const std::string& user) const {
         std::make_unique<spdlog::pattern_formatter>("audit: %Y-%m-%dT%H:%M:%SZ %v", spdlog::pattern_time_type::utc));
     system->set_pattern("%v"); // which has its own time
     spdlog::logger logger("audit", {terminal, system});
-    logger.info("{} {} user=\"{}\" host=\"{}\"", program_, event, escaped(user), escaped(hostName()));
+    logger.info("{} {} user=\"{}\" host=\"{}\"", program_, event, escaped(user), escaped(host));
 }
 
 } // namespace tools

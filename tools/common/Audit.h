@@ -14,8 +14,9 @@ class Audit {
     /// Asks the database, which must be connected.
     explicit Audit(std::string program);
 
-    /// "login", "refused", "logout", "expired" of a user.
-    void tell(const std::string& event, const std::string& user) const;
+    bool isOn() const { return enabled_; }
+    /// "login", "refused", "logout", "expired" of a user, on this machine or another one.
+    void tell(const std::string& event, const std::string& user, const std::string& host = hostName()) const;
 
   private:
     std::string program_;

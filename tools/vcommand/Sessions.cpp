@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <iostream>
+#include <map>
 
 #include "Db/Tbl/UMVSDKSessions.h"
 #include "common/Audit.h"
@@ -221,8 +222,26 @@ Answer logOut(const hubdb::DatabaseUrl& url) {
 }
 
 Answer purgeSessions() {
+    struct Owner {
+        std::string user;
+        std::string host;
+    };
+    const auto owners = [] {
+        std::map<int, Owner> found;
+        UMVSDKSessions sessions(nullptr);
+        sessions.setIsolationType(4);
+        eachRow(sessions, [&found](const UMVSDKSessions_t& row) { found[row.id] = {row.userName, row.hostName}; });
+        throwDatabaseFailure(kSessionFetchFailed);
+        return found;
+    };
     HubDatabase::clearLastFailure();
+    const tools::Audit log = audit();
+    const auto before = log.isOn() ? owners() : std::map<int, Owner>();
     require(VSDK_Sessions().MonitorSessions(0, static_cast<int>(OVClock::now())), "the sessions cannot be removed");
+    const auto after = log.isOn() ? owners() : std::map<int, Owner>();
+    for (const auto& [id, owner] : before)
+        if (!after.contains(id))
+            log.tell("expired", owner.user, owner.host);
     return {sessionKind(), {}, {}};
 }
 
