@@ -55,11 +55,7 @@ std::string replacedStepByStep(std::string text, int appTypeId) {
 }
 
 TEST(Separators, AreShownAsTheAgentUsesThem) {
-    const std::string all = "a\x12"
-                            "b\x13"
-                            "c\x15"
-                            "d\x0E"
-                            "e";
+    const std::string all = "a\022b\023c\025d\016e";
     const struct {
         int appTypeId;
         std::string text, shown;
@@ -72,13 +68,8 @@ TEST(Separators, AreShownAsTheAgentUsesThem) {
         {-6, all, all},
         {0, all, all},
         {8, all, "a<-->b\x13" + all.substr(4)},
-        {65, all,
-         "a>b-->c|d\x0E"
-         "e"},
-        {89, all,
-         "a\x12"
-         "b/c\x15"
-         "d"},
+        {65, all, "a>b-->c|d\016e"},
+        {89, all, "a\022b/c\025d"},
         {78, "\x0E", ""},
         {78, "\x13\x0E\x13\x0E", "/"},
         {90, "\x12\x12\x12", "<--><--><-->"},
@@ -110,19 +101,6 @@ TEST(Separators, OfRandomTextsAreThoseOfTheSteps) {
                       kGroup1.contains(appTypeId) ? text.substr(0, text.find(0x12)) : text)
                 << appTypeId << ' ' << testing::PrintToString(text);
         }
-    }
-}
-
-TEST(Separators, CutTheTextsOfSomeAgents) {
-    const struct {
-        int appTypeId;
-        std::string text, cut;
-    } cases[] = {
-        {6, "a\x12z", "a"},      {6, "\x12z", ""},        {90, "a\x13z\x12\x12", "a\x13z"}, {77, "whole", "whole"},
-        {8, "a\x12z", "a\x12z"}, {1, "a\x12z", "a\x12z"}, {46, "a\x0Ez", "a\x0Ez"},         {65, "a\x12z", "a\x12z"},
-    };
-    for (const auto& [appTypeId, text, cut] : cases) {
-        EXPECT_EQ(VSDKDB_Base::TruncateToSpecialChars(text, appTypeId), cut) << appTypeId;
     }
 }
 
