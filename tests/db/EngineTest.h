@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -29,8 +31,9 @@ class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEn
         connect();
     }
     void TearDown() override {
-        hubdb::faultHook = nullptr;
+        atNoPoint();
         HubDatabase::disconnect();
+        atPoint = nullptr;
         DBtable::b_newDBBase = false;
     }
 
@@ -66,19 +69,28 @@ class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEn
         return getOneRow(&reader, false, -1, 0);
     }
 
+    static int lastFailure() {
+        std::string words;
+        return HubDatabase::lastFailure(words);
+    }
     /// Whether an engine's words name something; it may have folded the name's case.
     static bool tell(const std::string& words, const std::string& name) {
         const auto same = [](char a, char b) { return std::tolower(a) == std::tolower(b); };
         return std::search(words.begin(), words.end(), name.begin(), name.end(), same) != words.end();
     }
 
+    /// Calls `then` at every fault point until the test ends; what it returns is the engine's status.
+    using AtPoint = std::function<int(hubdb::FaultPoint, std::string_view object)>;
+    static void at(AtPoint then) {
+        atPoint = std::move(then);
+        hubdb::faultHook = [](hubdb::FaultPoint point, const char* object) { return atPoint(point, object); };
+    }
+    static void atNoPoint() { hubdb::faultHook = nullptr; }
     /// Makes the engine fail at the next `times` points of this kind, for any object or, when given, for one.
     static void fail(hubdb::FaultPoint point, int status, int times = 1, const char* object = "") {
-        fault = {point, status, times, object};
-        hubdb::faultHook = [](hubdb::FaultPoint at, const char* of) {
-            const bool here = at == fault.point && (fault.object.empty() || fault.object == of) && fault.times-- > 0;
-            return here ? fault.status : 0;
-        };
+        at([=](hubdb::FaultPoint where, std::string_view of) mutable {
+            return where == point && (*object == '\0' || of == object) && times-- > 0 ? status : 0;
+        });
     }
     /// Statements run since the last call.
     std::uint64_t statements() {
@@ -91,13 +103,7 @@ class EngineTest : public ::testing::TestWithParam<std::tuple<support::MakeHubEn
     std::unique_ptr<support::HubEngine> hub_;
 
   private:
-    struct Fault {
-        hubdb::FaultPoint point;
-        int status;
-        int times;
-        std::string object;
-    };
-    inline static Fault fault;
+    inline static AtPoint atPoint;
     std::uint64_t statements_ = 0;
 };
 
@@ -116,14 +122,16 @@ inline auto everyEngine() {
         makers.push_back(engine.make);
     return ::testing::ValuesIn(makers);
 }
-template <class Parameter> std::string engineName(const Parameter& test) {
+inline auto everyServer() {
+    return ::testing::Values(&support::makePostgresHub, &support::makePooledPostgresHub);
+}
+inline std::string engineName(const ::testing::TestParamInfo<EngineTest::ParamType>& test) {
     const auto* const engine =
         std::ranges::find(kEngines, std::get<support::MakeHubEngine>(test.param), &NamedEngine::make);
     return std::string(engine->name) + (std::get<bool>(test.param) ? "Typed" : "Printf");
 }
 
-/// Defines a suite of engine tests and runs it on every engine in the given binding modes.
-#define ENGINE_TEST(Suite, modes)                                                                                      \
-    class Suite : public EngineTest {};                                                                                \
-    INSTANTIATE_TEST_SUITE_P(Engines, Suite, ::testing::Combine(everyEngine(), modes),                                 \
-                             [](const auto& test) { return engineName(test); })
+/// Defines a suite of tests with a fixture and runs it on every engine in the given binding modes.
+#define ENGINE_TEST(Suite, Fixture, modes)                                                                             \
+    class Suite : public Fixture {};                                                                                   \
+    INSTANTIATE_TEST_SUITE_P(Engines, Suite, ::testing::Combine(everyEngine(), modes), &engineName)

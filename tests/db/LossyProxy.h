@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 
 /// Stands between clients and a server's Unix socket, and loses one request or answer when a test asks for it: what a
 /// network does at the worst moment.

@@ -4,7 +4,7 @@
 
 #include "db/EngineTest.h"
 #include "support/DiskFaults.h"
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 
 // What only the embedded engine can meet: its files and its disk.
 
@@ -47,10 +47,10 @@ TEST_P(SqliteFiles, OnlyAHubDatabaseOfThisVersionIsConnected) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.file.substr(0, 80));
         std::ofstream(path, std::ios::trunc) << (c.file[0] == '!' ? "" : c.file);
-        const support::TempDatabase made({});
+        const auto made = support::makeSqliteHub();
         if (c.file[0] == '!')
-            made.run("DROP TABLE HubSchema; " + c.file.substr(1));
-        EXPECT_EQ(connected(c.file[0] == '!' ? made.url() : "sqlite:" + path, error), c.status);
+            made->run("DROP TABLE HubSchema; " + c.file.substr(1));
+        EXPECT_EQ(connected(c.file[0] == '!' ? made->url() : "sqlite:" + path, error), c.status);
         EXPECT_THAT(error, HasSubstr(c.words));
         EXPECT_EQ(error.find('\n'), std::string::npos);
     }
@@ -58,10 +58,10 @@ TEST_P(SqliteFiles, OnlyAHubDatabaseOfThisVersionIsConnected) {
 }
 
 TEST_P(SqliteFiles, AUrlIsTakenAsItIsMeantOrRefused) {
-    const support::TempDatabase odd({});
-    odd.run("VACUUM INTO '" + odd.directory().file("a ?&%=ü.db") + "'");
+    const support::TempDirectory directory;
+    hub_->run("VACUUM INTO '" + directory.file("a ?&%=ü.db") + "'");
     std::string error;
-    EXPECT_EQ(HubDatabase::connect("sqlite:" + odd.directory().path() + "/a %3f&%25=ü.db?pool=3&", error), 0) << error;
+    EXPECT_EQ(HubDatabase::connect("sqlite:" + directory.path() + "/a %3f&%25=ü.db?pool=3&", error), 0) << error;
     for (const char* options : {"pool=1", "pool=1001", "pool=", "pool", "pool=3x", "pool=-2", "pool= 3", "pool_ms=0",
                                 "lock_ms=-1", "lock_ms=99999999999999999999", "statement_ms=1.5", "journal=delete",
                                 "key=", "Pool=3", "=", "&", "pool=3&x=1"}) {

@@ -12,7 +12,7 @@ namespace {
 using hubdb::FaultPoint;
 using ::testing::HasSubstr;
 
-ENGINE_TEST(Transactions, ::testing::Bool());
+ENGINE_TEST(Transactions, EngineTest, ::testing::Bool());
 
 TEST_P(Transactions, HappenWholeOrNotAtAll) {
     {

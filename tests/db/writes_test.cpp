@@ -5,7 +5,7 @@
 
 namespace {
 
-ENGINE_TEST(Writes, ::testing::Bool());
+ENGINE_TEST(Writes, EngineTest, ::testing::Bool());
 
 TEST_P(Writes, HitTheRowThatWasReadElseWhatTheFilterNames) {
     put({"a", "b", "c"});

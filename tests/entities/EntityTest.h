@@ -97,11 +97,6 @@ inline std::string loosened(const std::string& table) {
 
 class EntityTest : public EngineTest {
   protected:
-    static int lastFailure() {
-        std::string words;
-        return HubDatabase::lastFailure(words);
-    }
-
     /// Of the property "User Description" in a table, the first current row counts, NULL changes nothing.
     /// `describe(id, before)` gives the description of entity 5 to 9 after a fetch that began with "before".
     template <class Describe> void expectDescriptions(const std::string& of, Describe describe) {
@@ -115,9 +110,3 @@ class EntityTest : public EngineTest {
             EXPECT_EQ(describe(id, "before"), expected) << id;
     }
 };
-
-/// Defines a suite of entity tests and runs it on every engine.
-#define ENTITY_TEST(Suite)                                                                                             \
-    class Suite : public EntityTest {};                                                                                \
-    INSTANTIATE_TEST_SUITE_P(Engines, Suite, ::testing::Combine(everyEngine(), ::testing::Values(true)),               \
-                             [](const auto& test) { return engineName(test); })

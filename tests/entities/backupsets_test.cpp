@@ -9,7 +9,7 @@ namespace {
 
 using namespace estate;
 
-ENTITY_TEST(BackupSets);
+ENGINE_TEST(BackupSets, EntityTest, ::testing::Values(true));
 
 constexpr auto kOnDemand = "On Demand Backupset";
 

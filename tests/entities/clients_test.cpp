@@ -1,12 +1,11 @@
 #include "Db/Tbl/APP_Client.h"
-#include "Db/Tbl/GetClientAndOSInfo.h"
 #include "entities/EntityTest.h"
 
 namespace {
 
 using namespace estate;
 
-ENTITY_TEST(Clients);
+ENGINE_TEST(Clients, EntityTest, ::testing::Values(true));
 
 TEST_P(Clients, AListHoldsEveryClientButTheFirstWhoseSystemIsKnown) {
     hub_->run(system(1, "Linux") + system(2, "") + client(1, "hub"));
@@ -60,21 +59,6 @@ TEST_P(Clients, PropertiesComeFromTheRowOrFromTheDatabase) {
     VSDK_Client client(3);
     EXPECT_EQ(client.FetchProperties(nullptr), 1280) << "the same code for either table";
     EXPECT_EQ(textOf(client), "3|Zürich-東京|1||4|11");
-}
-
-TEST_P(Clients, ARowOfTheCursorIsCopied) {
-    GetClientAndOSInfo_t row{};
-    row.clientId = 9;
-    dbSetText(row.name, "name");
-    dbSetText(row.osName, "system");
-    row.simSystemOSId = 2;
-    row.status = 3;
-    row.releaseId = 4;
-    VSDK_Client client(5);
-    statements();
-    EXPECT_EQ(client.FetchProperties(&row), 0);
-    EXPECT_EQ(statements(), 0U);
-    EXPECT_EQ(textOf(client), "5|name|2|system|3|4");
 }
 
 TEST_P(Clients, TheTypeOfTheSystemOrTheDatabasesOwnStatus) {

@@ -5,7 +5,7 @@ namespace {
 
 using namespace estate;
 
-ENTITY_TEST(Instances);
+ENGINE_TEST(Instances, EntityTest, ::testing::Values(true));
 
 TEST_P(Instances, AListHoldsWhatTheSubclientsOfAnAgentName) {
     hub_->run(instance(9, "nine", 3) + instance(4, "four") + instance(70, "of nobody") +
@@ -81,17 +81,11 @@ TEST_P(Instances, TheCommandLinesSubclientGivesTheStoragePolicies) {
 }
 
 TEST_P(Instances, SomeAgentsNamesAreCutAtTheSeparator) {
-    hub_->run(instance(5, "front\x12rest\x12more") + instance(6, "\x12rest") + instance(7, "front\x13rest"));
-    for (const int appType : {6, 7, 51, 52, 59, 60, 77, 90, 8, 33, 2, 65}) {
-        SCOPED_TRACE(appType);
-        const bool cut = appType != 8 && appType != 33 && appType != 2 && appType != 65;
-        for (const auto& [id, name] : {std::pair{5, cut ? "front" : "front\x12rest\x12more"},
-                                       {6, cut ? "" : "\x12rest"},
-                                       {7, "front\x13rest"}}) {
-            VSDK_Instance instance(2, appType, id);
-            EXPECT_EQ(instance.FetchProperties(nullptr), 0);
-            EXPECT_EQ(instance.name, name);
-        }
+    hub_->run(instance(5, "front\022rest\022more"));
+    for (const auto& [appType, name] : {std::pair{6, "front"}, {90, "front"}, {8, "front\022rest\022more"}}) {
+        VSDK_Instance instance(2, appType, 5);
+        EXPECT_EQ(instance.FetchProperties(nullptr), 0);
+        EXPECT_EQ(instance.name, name);
     }
 }
 

@@ -37,10 +37,10 @@ template <auto fetch, class List, class... Ids> AnyList made(Ids... ids) {
             [](List& list, bool properties) -> List& { return (list.*fetch)(properties); }};
 }
 AnyList subclients() {
-    return {std::make_shared<VSDK_SubclientList>(2, 8, 5, 6),
-            [](VSDK_SubclientList & list, bool properties) -> auto& {return list.FetchSubclients(properties, true);
-}
-}; // namespace
+    const auto fetch = [](VSDK_SubclientList& list, bool properties) -> VSDK_SubclientList& {
+        return list.FetchSubclients(properties, true);
+    };
+    return {std::make_shared<VSDK_SubclientList>(2, 8, 5, 6), fetch};
 }
 
 const std::vector<Kind> kKinds{
@@ -65,14 +65,14 @@ const std::vector<Kind> kKinds{
 
 /// The list that is never fetched, whose properties are always read.
 AnyList snapshots() {
-    return {std::make_shared<VSDK_SnapsList>(5, 0), [](VSDK_SnapsList & list, bool) -> auto& {int code = 0;
-    std::string words;
-    list.FetchSnapshots(2, code, words);
-    EXPECT_EQ(code, 0) << words;
-    return list;
-}
-}
-;
+    const auto fetch = [](VSDK_SnapsList& list, bool) -> VSDK_SnapsList& {
+        int code = 0;
+        std::string words;
+        list.FetchSnapshots(2, code, words);
+        EXPECT_EQ(code, 0) << words;
+        return list;
+    };
+    return {std::make_shared<VSDK_SnapsList>(5, 0), fetch};
 }
 const std::string kSnapshots = "1|/data1|now|Yes|two|/mnt1||0\n2|/data2|now|Yes|three|/mnt2||0\n";
 
@@ -113,19 +113,19 @@ class Lists : public EntityTest {
         EntityTest::TearDown();
     }
 
-    /// Has the hook do something at one of the points that it is asked at, counted from 0.
-    template <class Do> static void at(int point, Do what) {
-        pointsLeft_ = point;
-        what_ = what;
-        hubdb::faultHook = [](hubdb::FaultPoint, const char*) {
-            if (pointsLeft_-- == 0)
-                what_();
+    /// Reads a list, and does something at one of its fault points, counted from 0. Whether there was such a point.
+    template <class Do> static bool fetchAt(const AnyList& list, int point, Do what) {
+        bool reached = false;
+        at([&, left = point](hubdb::FaultPoint, std::string_view) mutable {
+            if (left-- == 0) {
+                reached = true;
+                what();
+            }
             return 0;
-        };
-    }
-    static bool reached() {
-        hubdb::faultHook = nullptr;
-        return pointsLeft_ < 0;
+        });
+        list.fetch(true);
+        atNoPoint();
+        return reached;
     }
     /// Has both connections of a pool of two opened, so that a lost one is not the only one.
     static void fillPool() {
@@ -144,13 +144,8 @@ class Lists : public EntityTest {
         while (hub_->ask("SELECT count(*) " + ours) != "0")
             std::this_thread::yield();
     }
-
-  private:
-    inline static int pointsLeft_;
-    inline static std::function<void()> what_;
 };
-INSTANTIATE_TEST_SUITE_P(Engines, Lists, ::testing::Combine(everyEngine(), ::testing::Bool()),
-                         [](const auto& test) { return engineName(test); });
+INSTANTIATE_TEST_SUITE_P(Engines, Lists, ::testing::Combine(everyEngine(), ::testing::Bool()), &engineName);
 
 TEST_P(Lists, IdsTakeOneStatementAndAreReadOnce) {
     for (const auto& kind : kKinds) {
@@ -190,7 +185,7 @@ TEST_P(Lists, AFailureEndsAListAndIsNotTriedAgain) {
                 const AnyList list = kind.make();
                 fail(point, kDbTimedOut, 99, kind.object);
                 list.fetch(properties);
-                hubdb::faultHook = nullptr;
+                atNoPoint();
                 EXPECT_EQ(lastFailure(), kDbTimedOut);
                 const std::string read =
                     point == hubdb::FaultPoint::kExecute ? "" : firstLine(properties ? kind.full : kind.ids);
@@ -201,6 +196,16 @@ TEST_P(Lists, AFailureEndsAListAndIsNotTriedAgain) {
                 EXPECT_EQ(statements(), 0U);
                 EXPECT_EQ(list.text(), read);
             }
+    HubDatabase::disconnect();
+    for (const auto& kind : kKinds) {
+        SCOPED_TRACE(kind.object);
+        HubDatabase::clearLastFailure();
+        const AnyList list = kind.make();
+        list.fetch(true);
+        EXPECT_EQ(lastFailure(), kDbNotConnected);
+        EXPECT_EQ(list.text(), "");
+        EXPECT_TRUE(list.fetched);
+    }
 }
 
 TEST_P(Lists, AnExceptionOfThePlatformPassesAListAndNothingIsLost) {
@@ -209,14 +214,12 @@ TEST_P(Lists, AnExceptionOfThePlatformPassesAListAndNothingIsLost) {
         for (int point = 0;; ++point) {
             SCOPED_TRACE(kind.object + (" " + std::to_string(point)));
             const AnyList list = kind.make();
-            at(point, [] { throw std::runtime_error("of the test"); });
             try {
-                list.fetch(true);
-                EXPECT_FALSE(reached());
+                fetchAt(list, point, [] { throw std::runtime_error("of the test"); });
                 EXPECT_EQ(list.text(), kind.full);
                 break;
             } catch (const std::runtime_error&) {
-                EXPECT_TRUE(reached());
+                atNoPoint();
                 EXPECT_FALSE(list.fetched);
                 EXPECT_TRUE(kind.full.starts_with(list.text())) << list.text();
             }
@@ -225,11 +228,8 @@ TEST_P(Lists, AnExceptionOfThePlatformPassesAListAndNothingIsLost) {
 }
 
 class ListsOfAServer : public Lists {};
-INSTANTIATE_TEST_SUITE_P(Engines, ListsOfAServer,
-                         ::testing::Combine(::testing::Values(&support::makePostgresHub,
-                                                              &support::makePooledPostgresHub),
-                                            ::testing::Values(true)),
-                         [](const auto& test) { return engineName(test); });
+INSTANTIATE_TEST_SUITE_P(Engines, ListsOfAServer, ::testing::Combine(everyServer(), ::testing::Values(true)),
+                         &engineName);
 
 /// At each statement of each list, with and without sets of rows being read ahead.
 TEST_P(ListsOfAServer, AreWholeWhenTheServerEndsTheirConnections) {
@@ -240,9 +240,7 @@ TEST_P(ListsOfAServer, AreWholeWhenTheServerEndsTheirConnections) {
             SCOPED_TRACE(point);
             fillPool();
             const AnyList list = make();
-            at(point, [this] { endConnections(); });
-            list.fetch(true);
-            const bool hit = reached();
+            const bool hit = fetchAt(list, point, [this] { endConnections(); });
             const std::string lines = log.taken();
             EXPECT_EQ(list.text(), full) << lines;
             EXPECT_EQ(lastFailure(), 0) << lines;

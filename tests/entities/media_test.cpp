@@ -6,8 +6,8 @@ namespace {
 
 using namespace estate;
 
-ENTITY_TEST(MediaAgents);
-ENTITY_TEST(StoragePolicies);
+ENGINE_TEST(MediaAgents, EntityTest, ::testing::Values(true));
+ENGINE_TEST(StoragePolicies, EntityTest, ::testing::Values(true));
 
 TEST_P(MediaAgents, AListHoldsEveryOneButTheHubServer) {
     hub_->run(client(1, "hub") + mediaAgent(1));

@@ -18,8 +18,7 @@ class Snapshots : public EntityTest {
         unsetenv("TZ");
     }
 };
-INSTANTIATE_TEST_SUITE_P(Engines, Snapshots, ::testing::Combine(everyEngine(), ::testing::Values(true)),
-                         [](const auto& test) { return engineName(test); });
+INSTANTIATE_TEST_SUITE_P(Engines, Snapshots, ::testing::Combine(everyEngine(), ::testing::Values(true)), &engineName);
 
 constexpr auto kMessage = "Failed to fetch volume snap information. Please check VSDK log for more details.";
 

@@ -14,7 +14,7 @@
 #include "schema/SchemaVersion.h"
 #include "support/HubEngine.h"
 #include "support/Process.h"
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 
 using ::testing::HasSubstr;
 using ::testing::Not;

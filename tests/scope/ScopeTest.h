@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,7 +23,6 @@ class ScopeTest : public EngineTest {
     void TearDown() override {
         hubdb::ReadScope::enabled = true;
         EngineTest::TearDown();
-        atPoint = nullptr;
     }
 
     using Reads = std::function<std::string()>;
@@ -57,15 +55,13 @@ class ScopeTest : public EngineTest {
         EXPECT_EQ(sets.log, singles.log);
     }
 
-    /// Calls `then` at every fault point until the test ends; what it returns is the engine's status.
-    using AtPoint = std::function<int(hubdb::FaultPoint, std::string_view object)>;
-    static void at(AtPoint then) {
-        atPoint = std::move(then);
-        hubdb::faultHook = [](hubdb::FaultPoint point, const char* object) {
-            return atPoint ? atPoint(point, object) : 0;
-        };
+    /// Reads while `then` is called at every fault point.
+    static std::string readAt(const Reads& read, AtPoint then) {
+        at(std::move(then));
+        std::string text = read();
+        atNoPoint();
+        return text;
     }
-    static void atNoPoint() { hubdb::faultHook = nullptr; }
 
     bool onServer() const { return !hub_->traits().oneWriter; }
     bool readsBlockWriters() const { return hub_->traits().lockStopsReaders; }
@@ -106,8 +102,24 @@ class ScopeTest : public EngineTest {
         return textOf(list) + std::to_string(code);
     }
 
-  private:
-    inline static AtPoint atPoint;
+    struct List {
+        std::string name;
+        Reads read;
+        std::string_view ids = {}; ///< what its elements are read from
+    };
+    /// Of the rows that rowsOf() makes.
+    static const std::vector<List>& listsOfRows() {
+        static const std::vector<List> lists{
+            {"agents", [] { return agents(1); }, "APP_IDAName"},
+            {"instances", [] { return instances(1, 22); }, "GetInstanceList"},
+            {"backup sets", [] { return backupSets(1, 34, 1); }, "GetBackupSetList"},
+            {"subclients", [] { return subclients(1, 33, 1, 1); }, "GetSubclientList"},
+            {"those not left out", [] { return subclients(1, 33, 1, 1, false); }, "GetSubclientList"},
+            {"media agents", [] { return mediaAgents(); }, "MMHost"},
+            {"snapshots", [] { return snapshots(1); }, "SMVolume"}};
+        return lists;
+    }
+    static const List& list(std::string_view name) { return *std::ranges::find(listsOfRows(), name, &List::name); }
 };
 
 /// Statements that put rows `from` to `to` of an estate into the tables, n being their number: every entity refers to
@@ -137,35 +149,3 @@ inline std::string rowsOf(int from, int to) {
            insert(subclient, "1000000 + n, 1, 34, 1, n, 1, 1, 'default'") +
            insert(subclient, "2000000 + n, 1, 22, n, 1, n, n, '(command line)'");
 }
-
-/// The current row of an accessor, every column and indicator.
-template <class Accessor> std::string rowText(Accessor& accessor) {
-    std::string text;
-    const char* const row = reinterpret_cast<const char*>(accessor.getDataPtr());
-    for (std::size_t i = 0; const OVDBColumn& column : accessor.declaration().columns) {
-        const char* const member = row + column.offset;
-        std::int32_t narrow = 0;
-        std::int64_t wide = 0;
-        if (column.kind == OVDBColumnKind::kInt)
-            text += (std::memcpy(&narrow, member, sizeof narrow), std::to_string(narrow));
-        else if (column.isInteger())
-            text += (std::memcpy(&wide, member, sizeof wide), std::to_string(wide));
-        else if (column.isFixedText())
-            text += member;
-        else
-            text += reinterpret_cast<const OVDBText*>(member)->bytes;
-        text += accessor.getIndicator(i++) == 0 ? "|" : "~|";
-    }
-    if (auto* const typed = accessor.getTypedRow())
-        for (auto* value : typed->getData()) {
-            value->setString();
-            text += value->null ? "~" : value->getStr();
-        }
-    return text;
-}
-
-/// Defines a suite of tests of the read scope and runs it on every engine in the given binding modes.
-#define SCOPE_TEST(Suite, modes)                                                                                       \
-    class Suite : public ScopeTest {};                                                                                 \
-    INSTANTIATE_TEST_SUITE_P(Engines, Suite, ::testing::Combine(everyEngine(), modes),                                 \
-                             [](const auto& test) { return engineName(test); })

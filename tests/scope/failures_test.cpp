@@ -1,5 +1,3 @@
-#include <set>
-
 #include "Db/Tbl/HubTables.h"
 #include "scope/ScopeTest.h"
 
@@ -8,33 +6,13 @@ namespace {
 using hubdb::FaultPoint;
 using hubdb::ReadScope;
 
-/// Twelve entities of every kind, and lists of them.
+/// Twelve entities of every kind.
 class ScopedFailures : public ScopeTest {
   protected:
     void SetUp() override {
         ScopeTest::SetUp();
         if (!IsSkipped())
             hub_->run("BEGIN;" + rowsOf(1, 12) + "COMMIT;");
-    }
-
-    struct List {
-        const char* name;
-        Reads read;
-        const char* ids; ///< what its elements are read from
-    };
-    static const std::vector<List>& lists() {
-        static const std::vector<List> all{
-            {"agents", [] { return agents(1); }, "APP_IDAName"},
-            {"instances", [] { return instances(1, 22); }, "GetInstanceList"},
-            {"backup sets", [] { return backupSets(1, 34, 1); }, "GetBackupSetList"},
-            {"subclients", [] { return subclients(1, 33, 1, 1); }, "GetSubclientList"},
-            {"those not left out", [] { return subclients(1, 33, 1, 1, false); }, "GetSubclientList"},
-            {"media agents", [] { return mediaAgents(); }, "MMHost"},
-            {"snapshots", [] { return snapshots(1); }, "SMVolume"}};
-        return all;
-    }
-    static const List& list(std::string_view name) {
-        return *std::ranges::find(lists(), name, [](const List& each) { return std::string_view(each.name); });
     }
 
     /// Nothing is left of a list: others can write at once, no transaction is open, and both connections of a pool of
@@ -53,26 +31,23 @@ class ScopedFailures : public ScopeTest {
     }
 };
 INSTANTIATE_TEST_SUITE_P(Engines, ScopedFailures, ::testing::Combine(everyEngine(), ::testing::Values(true)),
-                         [](const auto& test) { return engineName(test); });
+                         &engineName);
 
 class ScopedFailuresOfAServer : public ScopedFailures {};
-INSTANTIATE_TEST_SUITE_P(Engines, ScopedFailuresOfAServer,
-                         ::testing::Combine(::testing::Values(&support::makePostgresHub,
-                                                              &support::makePooledPostgresHub),
-                                            ::testing::Values(true)),
-                         [](const auto& test) { return engineName(test); });
+INSTANTIATE_TEST_SUITE_P(Engines, ScopedFailuresOfAServer, ::testing::Combine(everyServer(), ::testing::Values(true)),
+                         &engineName);
 
 // ---- a statement fails
 
 TEST_P(ScopedFailures, OfASetCostNothing) {
     connect("pool=2&pool_ms=300");
-    for (const auto& each : lists()) {
+    for (const auto& each : listsOfRows()) {
         const std::string whole = each.read();
         for (const FaultPoint point : {FaultPoint::kBegin, FaultPoint::kExecute, FaultPoint::kNextRow})
             for (const int status : {kDbFailed, kDbBusy, kDbConnectionLost}) {
                 bool failed = true;
                 for (int nth = 0; failed; ++nth) {
-                    SCOPED_TRACE(std::string(each.name) + " point " + std::to_string(static_cast<int>(point)) + " " +
+                    SCOPED_TRACE(each.name + " point " + std::to_string(static_cast<int>(point)) + " " +
                                  std::to_string(nth) + " status " + std::to_string(status));
                     int left = nth;
                     failed = false;
@@ -102,12 +77,8 @@ TEST_P(ScopedFailures, OfASingleReadCostOneElement) {
         const auto& each = list(read.of);
         const std::string whole = each.read();
         SCOPED_TRACE(read.of);
-        int left = 2; // the set, and the single read in its place
-        at([&](FaultPoint where, std::string_view what) {
-            return where == FaultPoint::kExecute && what == read.object && left-- > 0 ? kDbBusy : 0;
-        });
+        fail(FaultPoint::kExecute, kDbBusy, 2, read.object); // the set, and the single read in its place
         const Outcome sets = outcome(each.read);
-        atNoPoint();
         EXPECT_EQ(sets.failure, kDbBusy);
         std::istringstream wanted(whole);
         std::istringstream got(sets.text);
@@ -120,18 +91,14 @@ TEST_P(ScopedFailures, OfASingleReadCostOneElement) {
 }
 
 TEST_P(ScopedFailures, OfTheReadOfIdsAreThoseOfSingleReads) {
-    for (const auto& each : lists())
+    for (const auto& each : listsOfRows())
         for (const FaultPoint point : {FaultPoint::kExecute, FaultPoint::kNextRow})
             for (const int nth : {0, 1, 5}) {
-                SCOPED_TRACE(std::string(each.name) + " " + std::to_string(nth));
+                SCOPED_TRACE(each.name + " " + std::to_string(nth));
                 const auto failing = [&] {
-                    int left = nth;
-                    at([&](FaultPoint where, std::string_view object) {
+                    return readAt(each.read, [&, left = nth](FaultPoint where, std::string_view object) mutable {
                         return where == point && object == each.ids && left-- == 0 ? kDbFailed : 0;
                     });
-                    std::string text = each.read();
-                    atNoPoint();
-                    return text;
                 };
                 // Within the scope's transaction, which may be to blame, a read that has delivered nothing runs again.
                 const Outcome sets = outcome(failing);
@@ -147,42 +114,15 @@ TEST_P(ScopedFailures, TheLastOneIsTheListsOwn) {
     const auto failing = [] {
         int ofSets = ReadScope::enabled ? 2 : 1; // the set, and the single read in its place
         int rows = 5;
-        at([=](FaultPoint where, std::string_view object) mutable -> int {
+        return readAt(list("agents").read, [=](FaultPoint where, std::string_view object) mutable -> int {
             if (where == FaultPoint::kExecute && object == "APP_iDAType" && ofSets-- > 0)
                 return kDbBusy;
             return where == FaultPoint::kNextRow && object == "APP_IDAName" && rows-- == 0 ? kDbFull : 0;
         });
-        std::string text = agents(1);
-        atNoPoint();
-        return text;
     };
     const Outcome singles = single(failing);
     ASSERT_EQ(singles.failure, kDbFull);
     EXPECT_EQ(outcome(failing).failure, kDbFull);
-}
-
-// ---- a server's own failures
-
-TEST_P(ScopedFailuresOfAServer, AConnectionThatIsTakenAwayCostsNothing) {
-    connect("pool=2");
-    for (const auto& each : lists()) {
-        const std::string whole = each.read();
-        for (int nth = 0; nth < 14; nth += 3) {
-            SCOPED_TRACE(each.name + std::string(" ") + std::to_string(nth));
-            int left = nth;
-            at([&](FaultPoint where, std::string_view object) {
-                if (where == FaultPoint::kExecute && object != each.ids && left-- == 0)
-                    (void)hub_->ask("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE "
-                                    "datname = current_database() AND pid <> pg_backend_pid()");
-                return 0;
-            });
-            const Outcome sets = outcome(each.read);
-            atNoPoint();
-            EXPECT_EQ(sets.text, whole);
-            EXPECT_EQ(sets.failure, 0);
-        }
-        expectNothingLeft();
-    }
 }
 
 TEST_P(ScopedFailures, ATableThatGoesOrChangesMeanwhileIsAsWithSingleReads) {
@@ -215,13 +155,11 @@ TEST_P(ScopedFailures, ATableThatGoesOrChangesMeanwhileIsAsWithSingleReads) {
             bool changed = false;
             // Where this thread's reads keep everybody else out, before them.
             const std::string_view before = readsBlockWriters() ? each.ids : one.when;
-            at([&](FaultPoint where, std::string_view object) {
+            std::string text = readAt(each.read, [&](FaultPoint where, std::string_view object) {
                 if (where == FaultPoint::kExecute && object == before && !std::exchange(changed, true))
                     hub_->run(one.change);
                 return 0;
             });
-            std::string text = each.read();
-            atNoPoint();
             hub_->run(one.undo);
             return text;
         };
@@ -240,15 +178,12 @@ TEST_P(ScopedFailuresOfAServer, AStatementThatWaitsTooLongIsAsWithSingleReads) {
         connect(options);
         const auto locked = [&] {
             bool done = false;
-            std::shared_ptr<void> lock;
-            at([&](FaultPoint where, std::string_view object) {
+            std::string text = readAt(list("subclients").read, [&](FaultPoint where, std::string_view object) {
                 if (where == FaultPoint::kExecute && object == "ArchPipeConfig" && !std::exchange(done, true))
                     hub_->run("ALTER TABLE ArchPipeConfig RENAME TO Hidden; CREATE VIEW ArchPipeConfig AS SELECT h.* "
                               "FROM Hidden h, LATERAL (SELECT pg_sleep(0.06) WHERE h.appNumber < 99) s");
                 return 0;
             });
-            std::string text = list("subclients").read();
-            atNoPoint();
             hub_->run("DROP VIEW ArchPipeConfig; ALTER TABLE Hidden RENAME TO ArchPipeConfig");
             return text;
         };

@@ -82,14 +82,7 @@ class RandomEstate {
         static constexpr std::array kNames{
             "'User Description'", "'On Demand Backupset'", "'Number of Data Readers'", "'Subclient Policy'", "'Other'",
             "'user description'"};
-        static constexpr std::array kValues{"'1'",
-                                            "'0'",
-                                            "''",
-                                            "'17abc'",
-                                            "'a\x12"
-                                            "b\x12"
-                                            "c'",
-                                            "'\xC3\xA9\x11x'"};
+        static constexpr std::array kValues{"'1'", "'0'", "''", "'17abc'", "'a\022b\022c'", "'\xC3\xA9\x11x'"};
         static constexpr std::array kSubclients{"'(command line)'", "'(command line)'", "'(Command Line)'", "'default'",
                                                 "''"};
         static constexpr std::array kAttrTypes{"1", "111", "112", "118"};
@@ -131,10 +124,6 @@ class RandomEstate {
 
 class ScopedLists : public ScopeTest {
   protected:
-    struct List {
-        std::string name;
-        Reads read;
-    };
     static std::vector<List> lists(const std::array<int, 3>& types) {
         std::vector<List> all{{"clients", [] { return clients(); }},
                               {"policies", [] { return policies(); }},
@@ -237,8 +226,7 @@ class ScopedLists : public ScopeTest {
         connect();
     }
 };
-INSTANTIATE_TEST_SUITE_P(Engines, ScopedLists, ::testing::Combine(everyEngine(), ::testing::Bool()),
-                         [](const auto& test) { return engineName(test); });
+INSTANTIATE_TEST_SUITE_P(Engines, ScopedLists, ::testing::Combine(everyEngine(), ::testing::Bool()), &engineName);
 
 TEST_P(ScopedLists, AreTheSameAsWithSingleReads) {
     const bool typed = DBtable::b_newDBBase;

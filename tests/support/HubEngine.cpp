@@ -8,11 +8,34 @@
 #include "Db/Tbl/HubTables.h"
 #include "db/HubSchema.h"
 #include "db/engines/sqlite/EmbeddedProcedures.h"
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 
 namespace support {
 
 namespace {
+
+std::shared_ptr<sqlite3> opened(const std::string& path) {
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open(path.c_str(), &handle);
+    std::shared_ptr<sqlite3> database(handle, &sqlite3_close);
+    if (code != SQLITE_OK)
+        throw std::runtime_error(sqlite3_errmsg(handle));
+    sqlite3_busy_timeout(handle, 5000);
+    return database;
+}
+
+std::string execute(sqlite3& database, const std::string& sql) {
+    std::string answer;
+    const auto keep = [](void* out, int columns, char** values, char**) {
+        auto& text = *static_cast<std::string*>(out);
+        for (int i = 0; i < columns; ++i)
+            (text += i > 0 ? "|" : text.empty() ? "" : " ") += values[i] == nullptr ? "NULL" : values[i];
+        return 0;
+    };
+    if (sqlite3_exec(&database, sql.c_str(), keep, &answer, nullptr) != SQLITE_OK)
+        throw std::runtime_error(sqlite3_errmsg(&database) + (": " + sql));
+    return answer;
+}
 
 class SqliteHub : public HubEngine {
   public:
@@ -29,13 +52,9 @@ class SqliteHub : public HubEngine {
         return "sqlite:" + path_ + (wal_ ? "?journal=wal&" : "?") + options;
     }
 
-    void run(const std::string& sql) const override { execute(*open(), sql, nullptr); }
+    void run(const std::string& sql) const override { ask(sql); }
 
-    std::string ask(const std::string& sql) const override {
-        std::string answer;
-        execute(*open(), sql, &answer);
-        return answer;
-    }
+    std::string ask(const std::string& sql) const override { return askSqlite(path_, sql); }
 
     void clear() const override {
         for (const char* file : {"", "-journal", "-wal", "-shm", ".key"})
@@ -43,8 +62,8 @@ class SqliteHub : public HubEngine {
     }
 
     std::shared_ptr<void> lock() const override {
-        auto holder = open();
-        execute(*holder, "BEGIN EXCLUSIVE", nullptr);
+        auto holder = opened(path_);
+        execute(*holder, "BEGIN EXCLUSIVE");
         return holder;
     }
 
@@ -61,35 +80,16 @@ class SqliteHub : public HubEngine {
     std::string failing() const override { return "abs(version - version - 9223372036854775807 - 1)"; } // no integer
 
   private:
-    std::shared_ptr<sqlite3> open() const {
-        sqlite3* opened = nullptr;
-        const int code = sqlite3_open(path_.c_str(), &opened);
-        std::shared_ptr<sqlite3> database(opened, &sqlite3_close);
-        if (code != SQLITE_OK)
-            throw std::runtime_error(sqlite3_errmsg(opened));
-        sqlite3_busy_timeout(opened, 5000);
-        return database;
-    }
-
-    static void execute(sqlite3& database, const std::string& sql, std::string* answer) {
-        const auto keep = [](void* out, int columns, char** values, char**) {
-            if (out != nullptr) {
-                auto& text = *static_cast<std::string*>(out);
-                for (int i = 0; i < columns; ++i)
-                    (text += i > 0 ? "|" : text.empty() ? "" : " ") += values[i] == nullptr ? "NULL" : values[i];
-            }
-            return 0;
-        };
-        if (sqlite3_exec(&database, sql.c_str(), keep, answer, nullptr) != SQLITE_OK)
-            throw std::runtime_error(sqlite3_errmsg(&database) + (": " + sql));
-    }
-
     bool wal_;
     TempDirectory directory_;
     std::string path_ = directory_.file("hub.db");
 };
 
 } // namespace
+
+std::string askSqlite(const std::string& path, const std::string& sql) {
+    return execute(*opened(path), sql);
+}
 
 std::unique_ptr<HubEngine> makeSqliteHub() {
     return std::make_unique<SqliteHub>(false);

@@ -40,6 +40,9 @@ class HubEngine {
 
 using MakeHubEngine = std::unique_ptr<HubEngine> (*)();
 
+/// The same as ask() of any database file.
+std::string askSqlite(const std::string& path, const std::string& sql);
+
 std::unique_ptr<HubEngine> makeSqliteHub();
 /// With a write-ahead log, where readers and writers do not wait for each other.
 std::unique_ptr<HubEngine> makeSqliteWalHub();

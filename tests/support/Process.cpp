@@ -9,7 +9,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 
 namespace support {
 
