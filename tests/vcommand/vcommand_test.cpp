@@ -1,9 +1,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
-
-#include "support/TempDatabase.h"
 #include "vcommand/VcommandTest.h"
 
 namespace {
@@ -121,11 +118,13 @@ TEST_P(Vcommand, AFailureHasAnExitCodeALineAndADocument) {
              Case{of("twin"), 4, 771, "4, 5"},
          })
         fails(hub_->url(), line, exitCode, code, reason);
-    for (const auto& [url, code, reason] : {std::tuple{std::string(), 770, "HUBDB_URL"},
-                                            {"nonsense", 771, "sqlite:"},
-                                            {hub_->url("pool=x"), 771, "pool"},
-                                            {hub_->url("x=1"), 771, "option"}})
-        fails(url, kAgents, 2, code, reason);
+    for (const auto& [url, exitCode, code, reason] : {std::tuple{std::string(), 2, 770, "HUBDB_URL"},
+                                                      {"nonsense", 2, 771, "sqlite:"},
+                                                      {hub_->url("pool=x"), 2, 771, "pool"},
+                                                      {hub_->url("x=1"), 2, 771, "option"},
+                                                      {"sqlite:/no/such", 3, 257, "No such file"},
+                                                      {"sqlite:/", 1, 257, "directory"}})
+        fails(url, kAgents, exitCode, code, reason);
 
     struct Damage {
         const char* sql;
@@ -153,28 +152,6 @@ TEST_P(Vcommand, AnAnswerHasOneForm) {
     const auto result = run({"list", "clients", "--json", "--csv"});
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(document(result)["error"]["code"], 771);
-}
-
-TEST(VcommandFiles, WhatIsNoDatabaseIsTold) {
-    const support::TempDirectory directory;
-    std::ofstream(directory.file("text.db")) << "This file is no database, and it is long enough to tell.\n"
-                                             << std::string(1000, 'x');
-    std::ofstream(directory.file("empty.db")) << "";
-    struct Case {
-        std::string path;
-        int exitCode;
-        const char* reason;
-    };
-    for (const auto& [path, exitCode, reason] :
-         {Case{directory.file("none.db"), 3, "No such file"}, Case{directory.path(), 1, "directory"},
-          Case{directory.file("text.db"), 1, "not a database"},
-          Case{directory.file("empty.db"), 1, "not a hub database"}}) {
-        const auto result =
-            support::runProcess({VSDK_VCOMMAND_PATH, "--db", "sqlite:" + path, "list", "agenttypes", "--client", "2"});
-        EXPECT_EQ(result.exitCode, exitCode) << path;
-        EXPECT_THAT(result.err, HasSubstr("vcommand: error 257: "));
-        EXPECT_THAT(result.err, HasSubstr(reason));
-    }
 }
 
 TEST_P(Vcommand, AMisplacedUrlIsNotRepeated) {
