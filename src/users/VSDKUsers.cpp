@@ -67,6 +67,16 @@ class ClearText {
     std::string text_;
 };
 
+/// A stored password as the lookups give it: a hash as it stands, any other in clear. False, and `password` as it was,
+/// when that cannot be decrypted.
+bool reveal(const char* stored, bool isHash, std::string& password) {
+    ClearText clear;
+    if (!isHash && !clear.decrypt(stored))
+        return false;
+    password = isHash ? stored : clear.text().c_str(); // no copy on the way
+    return true;
+}
+
 int readOne(DBtable& accessor) {
     accessor.setIsolationType(4);
     return getOneRow(&accessor, false, -1, 0);
@@ -180,14 +190,8 @@ unsigned long VSDK_User::GetUserPasswordByLogin(const std::string& login, bool& 
         return status == kDbNoRow ? 0 : kUserFetchFailed;
     }
     const UMUsers_t& row = *user.getDataPtr();
-    if (OVPassword::isHashPassword(row.password) == 1) {
-        password = row.password;
-    } else {
-        ClearText clear;
-        if (!clear.decrypt(row.password))
-            return kDecryptFailed;
-        password = clear.text();
-    }
+    if (!reveal(row.password, OVPassword::isHashPassword(row.password) == 1, password))
+        return kDecryptFailed;
     userId = row.id;
     return 0;
 }
@@ -198,14 +202,8 @@ unsigned long VSDK_User::GetUserAndPassword(std::string& login, std::string& pas
     if (readOne(user) != kDbOk)
         return kUserFetchFailed;
     const UMUsers_t& row = *user.getDataPtr();
-    if (row.password[0] == '4') { // not isHashPassword: this lookup goes by the first character alone
-        password = row.password;
-    } else {
-        ClearText clear;
-        if (!clear.decrypt(row.password))
-            return kDecryptFailed;
-        password = clear.text();
-    }
+    if (!reveal(row.password, row.password[0] == '4', password)) // this lookup goes by the first character alone
+        return kDecryptFailed;
     login = row.login;
     return 0;
 }
