@@ -7,11 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Db/Tbl/UMUsers.h"
-#include "db/HubDatabase.h"
 #include "security/PasswordKey.h"
-#include "support/TempDatabase.h"
-#include "users/VSDKUsers.h"
+#include "support/TempDirectory.h"
 #include "vcommand/VcommandTest.h"
 
 namespace {
