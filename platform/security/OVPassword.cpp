@@ -81,8 +81,10 @@ int fail(int result) {
 bool decodeBase64(std::string_view text, Bytes& bytes) {
     bytes.resize(text.size());
     std::size_t length = 0;
-    if (sodium_base642bin(bytes.data(), bytes.size(), text.data(), text.size(), nullptr, &length, nullptr, kBase64) !=
-        0)
+    // Of bytes beyond ASCII, libsodium takes each for a slash.
+    const bool ascii = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (!ascii || sodium_base642bin(bytes.data(), bytes.size(), text.data(), text.size(), nullptr, &length, nullptr,
+                                    kBase64) != 0)
         return false;
     bytes.resize(length);
     return true;

@@ -164,11 +164,14 @@ bool PostgresConnection::connect(Clock::time_point deadline, EngineError& error)
     PQsetErrorVerbosity(connection, PQERRORS_VERBOSE); // with the server's code
     PQsetNoticeReceiver(
         connection,
-        [](void*, const PGresult* notice) {
+        [](void* said, const PGresult* notice) {
+            // What ends a connection while nothing is under way comes as a notice, before the end itself.
+            const std::string severity(fieldOf(notice, PG_DIAG_SEVERITY_NONLOCALIZED));
+            *static_cast<bool*>(said) |= severity == "FATAL" || severity == "PANIC";
             EvDebug::DebugLvl("PostgresConnection", kEvLogDetail, "%s",
                               std::string(fieldOf(notice, PG_DIAG_MESSAGE_PRIMARY)).c_str());
         },
-        nullptr);
+        &saidFarewell_);
     auto state = PQstatus(connection) == CONNECTION_BAD ? PGRES_POLLING_FAILED : PGRES_POLLING_WRITING;
     while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
         if (!pollUntil(PQsocket(connection), state == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline)) {

@@ -170,7 +170,7 @@ bool PostgresConnection::isDead() {
     lost_ = PQconsumeInput(connection) == 0;
     if (!lost_) {
         PQisBusy(connection); // reads a farewell
-        lost_ = PQstatus(connection) == CONNECTION_BAD || pollUntil(PQsocket(connection), POLLIN, {});
+        lost_ = saidFarewell_ || PQstatus(connection) == CONNECTION_BAD || pollUntil(PQsocket(connection), POLLIN, {});
     }
     return lost_;
 }

@@ -182,7 +182,8 @@ class PostgresConnection : public Connection {
     EngineError error_;
     std::string sqlState_; ///< of the last failure
     bool lost_ = false;
-    bool stale_ = false; ///< alive, but not to be used again
+    bool saidFarewell_ = false; ///< the server has said that it ends the connection
+    bool stale_ = false;        ///< alive, but not to be used again
     bool keepsStatements_ = true;
     bool writing_ = false; ///< the transaction may write
     bool incarnationKnown_ = false;
