@@ -15,9 +15,11 @@
 #include "rows/AllRows.h"
 #include "rows/RowBytes.h"
 #include "schema/Extras.h"
+#include "security/OVGlobalParam.h"
 #include "support/HubEngine.h"
 #include "support/Process.h"
 #include "support/TempDirectory.h"
+#include "users/VSDKUsers.h"
 
 namespace {
 
@@ -292,6 +294,19 @@ TEST_F(Parity, CursorsAndListsOfEntities) {
             for (int hubCell = -4; hubCell < 5; ++hubCell)
                 list.FetchSnapshots(hubCell, code, words);
             return textOf(list) + std::to_string(code) + words;
+        });
+    for (const auto& name : kTexts)
+        reads.emplace_back("user, session and parameter " + name, [name] {
+            VSDK_User user(0);
+            VSDK_Sessions sessions;
+            bool found = false;
+            int number = 0;
+            std::string password;
+            std::string value;
+            const auto login = user.GetUserPasswordByLogin(name, found, password);
+            const auto session = sessions.GetSessionId(name, "", number, user.userId);
+            const auto parameter = OVGlobalParam::get(name, value, nullptr);
+            return fieldsText(login, found, session, number, user.userId, parameter, value);
         });
     expectSame(reads);
 }

@@ -8,17 +8,20 @@
 
 namespace support {
 
-/// The failure lines that the process logs while this lives, one after the other.
+/// The lines that the process logs while this lives, one after the other: failures, or those up to a level, which each
+/// line then begins with.
 class LogLines {
   public:
-    LogLines() {
+    explicit LogLines(int maxLevel = kEvLogFailures) {
         setEvLogSink(
-            [kept = kept_](const EvLogLine& line) {
+            [kept = kept_, maxLevel](const EvLogLine& line) {
                 const std::lock_guard lock(kept->mutex);
+                if (maxLevel > kEvLogFailures)
+                    kept->text += std::to_string(line.level) + ' ';
                 (kept->text += line.tag) += ' ';
                 (kept->text += line.text) += '\n';
             },
-            kEvLogFailures);
+            maxLevel);
     }
     ~LogLines() { setEvLogSink({}, 0); }
     LogLines(const LogLines&) = delete;
