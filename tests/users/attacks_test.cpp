@@ -99,6 +99,10 @@ TEST_P(Attacks, ALoginOrPasswordThatIsNobodys) {
     EXPECT_EQ(user.GetUserPasswordByLogin("theirs", found, password), 1289);
     EXPECT_EQ(user.VerifyPasswordbyLogin("alice", "secret"), 0);
     EXPECT_EQ(session.VerifyPassword(tokenOf(1), "secret"), 0);
+    for (const char* gone : {"UPDATE UMUsers SET enabled = 0", "DELETE FROM UMUsers"}) { // the session stays
+        hub_->run(gone);
+        EXPECT_EQ(session.VerifyPassword(tokenOf(1), "secret"), 259);
+    }
 }
 
 TEST_P(Attacks, ATokenOfTheGone) {
