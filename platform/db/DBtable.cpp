@@ -718,32 +718,22 @@ int DBtable::change(Operation onFilter, Operation onRow, const std::shared_ptr<c
     if (position_ == Position::kNowhere)
         return fail(kDbBadStatement, "there is neither a row nor a filter that says what to change");
     const bool oneRow = position_ == Position::kOnRow;
-    const auto setView = setValues.view();
-    std::vector<Value> values(setView.begin(), setView.end());
+    ValueList values; // not a row of typed values for its key: that is most of what a single write costs
+    for (const Value& value : setValues.view())
+        values.add(value);
     if (oneRow) {
         // By the key as it was read: the caller may have changed it in the buffer since.
-        std::unique_ptr<OVDBRowBase> made;
-        OVDBRowBase* typed = typedRow();
-        if (typed == nullptr) {
-            made = makeTypedRow();
-            typed = made.get();
-            std::size_t index = 0;
-            for (auto* key : typed->getPrimaryData()) {
-                key->setInternalNull(false);
-                if (auto* number = dynamic_cast<OVDB_int*>(key))
-                    number->value = static_cast<int>(key_[index++]);
-                else
-                    dynamic_cast<OVDB___int64&>(*key).value = key_[index++];
-            }
-        }
-        for (const auto* key : typed->getPrimaryData())
-            values.push_back(valueOf(*key));
+        std::size_t index = 0;
+        for (const auto* key : declaration_.keys)
+            if (key != nullptr)
+                values.add(
+                    {key->kind == OVDBColumnKind::kInt ? Value::Type::kInt32 : Value::Type::kInt64, key_[index++], {}});
     } else {
-        const auto filter = values_.view();
-        values.insert(values.end(), filter.begin(), filter.end());
+        for (const Value& value : values_.view())
+            values.add(value);
     }
     int status = kDbOk;
-    auto* const changed = run(oneRow ? onRow : onFilter, set, values, status);
+    auto* const changed = run(oneRow ? onRow : onFilter, set, values.view(), status);
     if (changed == nullptr)
         return status;
     const bool hit = changed->statement->affected() > 0;
