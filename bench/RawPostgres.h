@@ -5,10 +5,12 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -37,6 +39,17 @@ class RawPostgres {
                                         kBinary));
                 },
                 keys...);
+        }
+        /// Runs a statement that gives no rows. How many rows it changed.
+        template <class... Keys> std::int64_t change(const Keys&... keys) {
+            Result done;
+            withParameters(
+                [&](int count, const char* const* values, const int* lengths, const int* formats) {
+                    done = raw_->checked(PQexecPrepared(raw_->connection_.get(), name_.c_str(), count, values, lengths,
+                                                        formats, kBinary));
+                },
+                keys...);
+            return std::atoll(PQcmdTuples(done.get()));
         }
         bool next() { return ++row_ < PQntuples(rows_.get()); }
         void close() { rows_.reset(); }
@@ -73,12 +86,14 @@ class RawPostgres {
 
         Statement(RawPostgres& raw, std::string name) : raw_(&raw), name_(std::move(name)) {}
 
-        static std::array<char, 4> encoded(int value) {
-            const std::uint32_t bytes = htobe32(static_cast<std::uint32_t>(value));
+        template <class Bytes> static std::array<char, sizeof(Bytes)> parameterOf(Bytes bytes) {
             std::array<char, sizeof bytes> parameter;
             std::memcpy(parameter.data(), &bytes, sizeof bytes);
             return parameter;
         }
+        static auto encoded(int value) { return parameterOf(htobe32(static_cast<std::uint32_t>(value))); }
+        static auto encoded(std::int64_t value) { return parameterOf(htobe64(static_cast<std::uint64_t>(value))); }
+        static std::string_view encoded(std::string_view text) { return text; }
         static std::vector<char> encoded(std::span<const int> values);
 
         template <class Run, class... Keys> static void withParameters(Run run, const Keys&... keys) {

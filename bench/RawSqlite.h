@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "Columns.h"
 
@@ -30,6 +31,14 @@ class RawSqlite {
                 fail(sqlite3_db_handle(statement_.get()));
             return code == SQLITE_ROW;
         }
+        /// Runs a statement that gives no rows. How many rows it changed.
+        template <class... Keys> std::int64_t change(const Keys&... keys) {
+            execute(keys...);
+            while (next())
+                ;
+            close();
+            return sqlite3_changes64(sqlite3_db_handle(statement_.get()));
+        }
         /// Or it would keep its lock and its snapshot.
         void close() { sqlite3_reset(statement_.get()); }
 
@@ -48,6 +57,10 @@ class RawSqlite {
         explicit Statement(sqlite3_stmt* statement) : statement_(statement) {}
 
         void bind(int parameter, int value) { sqlite3_bind_int(statement_.get(), parameter, value); }
+        void bind(int parameter, std::int64_t value) { sqlite3_bind_int64(statement_.get(), parameter, value); }
+        void bind(int parameter, std::string_view text) {
+            sqlite3_bind_text(statement_.get(), parameter, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+        }
         /// As a JSON array.
         void bind(int parameter, std::span<const int> values);
 

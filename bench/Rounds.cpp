@@ -32,8 +32,11 @@ void Rounds::compare(const std::string& title, const std::string& group, const s
                      int share, const std::string& baseline) {
     // One comparison after the other: another's rows would push this one's out of the library's cache.
     benchmark::ClearRegisteredBenchmarks();
-    for (const auto& [name, measure] : contenders)
-        benchmark::RegisterBenchmark((group + "/" + name).c_str(), measure);
+    for (const auto& [name, measure, threads] : contenders) {
+        auto* const registered = benchmark::RegisterBenchmark((group + "/" + name).c_str(), measure);
+        if (threads)
+            registered->MeasureProcessCPUTime();
+    }
     RatioTable table(title, baseline);
     for (int round = 0; round < (rounds_ + share - 1) / share && !table.failed(); ++round)
         if (benchmark::RunSpecifiedBenchmarks(&table) == 0)

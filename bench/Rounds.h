@@ -18,6 +18,7 @@ class Rounds {
     struct Entry {
         std::string name;
         std::function<void(benchmark::State&)> measure;
+        bool threads = false; ///< it has threads of its own: CPU time is the process's
     };
     /// The ratios are to the contender that `baseline` names. Of a slow comparison there are fewer rounds, one for as
     /// many as `share` says. Nothing is printed when the caller's filter leaves no contender.
