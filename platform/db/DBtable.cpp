@@ -12,6 +12,7 @@
 #include "db/ReadScope.h"
 #include "db/engines/PackedRow.h"
 #include "log/EvDebug.h"
+#include "schema/Extras.h"
 
 using hubdb::EngineError;
 using hubdb::FaultPoint;
@@ -301,11 +302,18 @@ std::string DBtable::selectText(const std::string& condition, const std::string&
 }
 
 bool DBtable::readsByKey() const {
-    if (where_ == nullptr || declaration_.keys[0] == nullptr || declaration_.keys[1] != nullptr)
+    if (where_ == nullptr)
         return false;
     std::string filter = where_->sql();
     std::erase(filter, ' ');
-    return strcasecmp(filter.c_str(), (std::string(declaration_.keys[0]->name) + "=?").c_str()) == 0;
+    const auto isOn = [&filter](std::string_view column) {
+        return strcasecmp(filter.c_str(), (std::string(column) + "=?").c_str()) == 0;
+    };
+    const auto& keys = declaration_.keys;
+    return (keys[0] != nullptr && keys[1] == nullptr && isOn(keys[0]->name)) ||
+           std::ranges::any_of(hubdb::kIndexes, [&](const auto& index) {
+               return index.unique && std::string_view(index.table) == declaration_.object && isOn(index.columns);
+           });
 }
 
 hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<const Form>& set,

@@ -144,7 +144,7 @@ class VSDKPLATFORM_API DBtable {
     hubdb::Lease& currentLease() const; ///< of the read that is under way
     hubdb::CachedStatement* run(Operation operation, const std::shared_ptr<const hubdb::Form>& set,
                                 std::span<const hubdb::Value> values, int& status);
-    /// Whether the filter names one row by its key: "id=%d".
+    /// Whether the filter names one row at most, by the key or by a unique column: "id=%d".
     bool readsByKey() const;
     std::string sqlFor(Operation operation, const hubdb::Form* set, hubdb::Connection& connection) const;
     /// The rows that match a condition, in the reader's order behind the columns of `before`.
