@@ -241,8 +241,10 @@ class SqliteConnection : public Connection {
     /// A write outside a transaction waits for its turn; `entered` tells to leave the queue afterwards.
     int enterQueue(bool& entered);
     void leaveQueue(bool entered) noexcept {
-        if (entered)
-            writers_->leave();
+        if (!entered)
+            return;
+        atTurn_ = false;
+        writers_->leave();
     }
     /// After a failed single write nothing of it may stay: the truth is the engine's, not a flag's.
     void undoSingleWrite() noexcept {
@@ -266,6 +268,7 @@ class SqliteConnection : public Connection {
     bool wal_ = false;
     bool inOurTransaction_ = false;
     bool writing_ = false; ///< the transaction holds the writers' queue
+    bool atTurn_ = false;  ///< that, or a single write does
     Clock::time_point busySince_;
     Watch* watch_ = nullptr;
 };
@@ -501,6 +504,11 @@ int SqliteConnection::onBusy(void* self, int calls) {
     const auto now = Clock::now();
     if (calls == 0)
         connection.busySince_ = now;
+    // All writers of this process have left the file, and its readers have a write-ahead log's lock for moments only.
+    constexpr int kMoments = 2;
+    if (calls >= kMoments && connection.atTurn_ &&
+        sqlite3_txn_state(connection.database_.get(), "main") != SQLITE_TXN_WRITE)
+        connection.writers_->noteOthers();
     if (now - connection.busySince_ >= connection.url_.lockLimit)
         return 0;
     // Often: beside a writer of many small transactions the file is free for moments only.
@@ -540,7 +548,7 @@ int SqliteConnection::enterQueue(bool& entered) {
         return kDbOk;
     switch (writers_->enter(url_.lockLimit)) {
     case WriterQueue::Entry::kEntered:
-        entered = true;
+        entered = atTurn_ = true;
         return kDbOk;
     case WriterQueue::Entry::kSelf:
         error_ = {kDbBusy, SQLITE_BUSY, "this thread's own open transaction holds the write lock"};
@@ -662,10 +670,21 @@ WriterQueue::Entry WriterQueue::enter(std::chrono::milliseconds limit) {
     if (!left_.wait_for(lock, limit, [this] { return writer_ == std::thread::id(); }))
         return Entry::kTimedOut;
     writer_ = std::this_thread::get_id();
+    lock.unlock();
+    letOthersIn();
     return Entry::kEntered;
 }
 
+void WriterQueue::letOthersIn() {
+    constexpr std::chrono::milliseconds kRemembered{100};
+    constexpr Clock::duration kLongest = std::chrono::milliseconds(1); // as seldom as a lock is asked for
+    if (othersSeen_ != Clock::time_point() && Clock::now() - othersSeen_ < kRemembered)
+        std::this_thread::sleep_until(leftAt_ + std::min(leftAt_ - enteredAt_, kLongest));
+    enteredAt_ = Clock::now();
+}
+
 void WriterQueue::leave() noexcept {
+    leftAt_ = Clock::now();
     {
         const std::lock_guard lock(mutex_);
         writer_ = {};

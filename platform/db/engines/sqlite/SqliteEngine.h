@@ -20,11 +20,22 @@ class WriterQueue {
     /// kSelf: the calling thread is the writer already and would wait for itself.
     Entry enter(std::chrono::milliseconds limit);
     void leave() noexcept;
+    /// The writer found that another process writes. For a while the next one here lets some time pass behind the one
+    /// before, or the file would be free for moments only, and who polls its lock would hardly ever meet one.
+    void noteOthers() { othersSeen_ = Clock::now(); }
 
   private:
+    using Clock = std::chrono::steady_clock;
+
+    void letOthersIn();
+
     std::mutex mutex_;
     std::condition_variable left_;
     std::thread::id writer_;
+    // Of the writer alone.
+    Clock::time_point othersSeen_;
+    Clock::time_point enteredAt_;
+    Clock::time_point leftAt_;
 };
 
 /// SQLite, embedded: one file, opened by SQLite alone.
