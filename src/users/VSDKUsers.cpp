@@ -171,8 +171,11 @@ VSDK_User::VSDK_User(int user) : userId(user) {}
 unsigned long VSDK_User::VerifyPasswordbyLogin(const std::string& login, const std::string& password) {
     UMUsers user(nullptr);
     user.setWhere("login=N'%s'", dbText(login));
-    if (readOne(user) != kDbOk)
+    if (const int status = readOne(user); status != kDbOk) {
+        if (status == kDbNoRow)
+            OVPassword::verifyNothing(password); // who tries logins is not to hear which ones there are
         return kInvalidLogin;
+    }
     ClearText given(password);
     std::string message;
     const auto id = static_cast<unsigned long>(user.getDataPtr()->id);

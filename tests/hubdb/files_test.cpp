@@ -138,7 +138,7 @@ TEST_F(HubdbFiles, WrongCommandLinesAreToldApart) {
              Case{{"check", url_ + "?pool=x"}, "the database URL's option 'pool'"},
              Case{{"check", url_, url_}, "not expected"},
              Case{{"check", url_, "--db", url_}, "the database is given twice"},
-             Case{{"load", "--db", url_}, "the file is missing"},
+             Case{{"load", "--db", url_}, "FILE is missing"},
              Case{{"load", file, "--db", url_, "--unknown"}, "--unknown"},
              Case{{"generate", url_}, "--clients"},
              Case{{"generate", url_, "--clients", "010"}, "\"010\" is not a whole number from 1"},

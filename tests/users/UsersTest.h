@@ -13,7 +13,7 @@
 #include "log/EvLogSink.h"
 #include "security/OVPassword.h"
 #include "security/PasswordKey.h"
-#include "support/TempDatabase.h"
+#include "support/TempDirectory.h"
 #include "system/OVClock.h"
 #include "users/VSDKUsers.h"
 
