@@ -676,10 +676,12 @@ WriterQueue::Entry WriterQueue::enter(std::chrono::milliseconds limit) {
 }
 
 void WriterQueue::letOthersIn() {
-    constexpr std::chrono::milliseconds kRemembered{100};
+    constexpr std::chrono::seconds kRemembered{1};
+    constexpr Clock::duration kShort = std::chrono::microseconds(200); // who polls loses little by such a write
     constexpr Clock::duration kLongest = std::chrono::milliseconds(1); // as seldom as a lock is asked for
-    if (othersSeen_ != Clock::time_point() && Clock::now() - othersSeen_ < kRemembered)
-        std::this_thread::sleep_until(leftAt_ + std::min(leftAt_ - enteredAt_, kLongest));
+    const auto taken = leftAt_ - enteredAt_;
+    if (taken > kShort && Clock::now() - othersSeen_ < kRemembered)
+        std::this_thread::sleep_until(leftAt_ + std::min(taken, kLongest));
     enteredAt_ = Clock::now();
 }
 
