@@ -211,6 +211,8 @@ struct StressedEngine {
     const char* name;
     const char* checks; ///< what the check needs
     const char* check;  ///< "ok" when the database is whole
+
+    friend std::ostream& operator<<(std::ostream& out, const StressedEngine& engine) { return out << engine.name; }
 };
 
 constexpr const char* kCheckIndexes = "SELECT DISTINCT 'ok' || bt_index_check(indexrelid, true)::text FROM pg_index "
