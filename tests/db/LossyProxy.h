@@ -132,9 +132,13 @@ class LossyProxy {
                 std::memcpy(&length, stream.data() + 1, sizeof length);
             length = __builtin_bswap32(length);
             if (stream.size() < kHead || stream.size() < length + 1) {
-                if (!take(server, bytes))
+                pollfd both[] = {{client, POLLIN, 0}, {server, POLLIN, 0}};
+                poll(both, 2, -1);
+                if (both[0].revents != 0 && (!take(client, bytes) || !give(server, bytes))) // the rest of the request
                     return;
-                stream += bytes;
+                if (both[1].revents != 0 && !take(server, bytes))
+                    return;
+                stream += both[1].revents != 0 ? bytes : "";
                 continue;
             }
             const std::string message = stream.substr(0, length + 1);
