@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "schema/SchemaVersion.h"
 #include "vcommand/VcommandTest.h"
 
 namespace {
@@ -129,10 +130,11 @@ TEST_P(Vcommand, AFailureHasAnExitCodeALineAndADocument) {
     struct Damage {
         const char* sql;
         int code;
-        const char* reason;
+        std::string reason;
     };
     for (const auto& [sql, code, reason] : {
-             Damage{"UPDATE HubSchema SET version = version + 1", 257, "version 3"},
+             Damage{"UPDATE HubSchema SET version = version + 1", 257,
+                    "version " + std::to_string(hubdb::kSchemaVersion)},
              Damage{"UPDATE HubSchema SET version = version - 1; DROP TABLE APP_iDAType", 1281, "APP_iDAType"},
              Damage{"DROP TABLE APP_IDAName; CREATE TABLE APP_IDAName (id INTEGER, clientId INTEGER, appTypeId TEXT, "
                     "status INTEGER, refTime INTEGER, modified INTEGER, ccpId INTEGER, ccpTime INTEGER);"
