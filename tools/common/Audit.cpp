@@ -22,6 +22,14 @@ bool isAsked() {
     return settings.auditEnabled;
 }
 
+/// On one line, between quotes that are no part of it.
+std::string quoted(const std::string& text) {
+    std::string inner;
+    for (const char c : text)
+        inner += c == '"' ? "\\x22" : c == '\\' ? "\\x5C" : std::string(1, c);
+    return '"' + escaped(inner) + '"';
+}
+
 } // namespace
 
 std::string hostName() {
@@ -40,7 +48,7 @@ void Audit::tell(const std::string& event, const std::string& user, const std::s
         std::make_unique<spdlog::pattern_formatter>("audit: %Y-%m-%dT%H:%M:%SZ %v", spdlog::pattern_time_type::utc));
     system->set_pattern("%v"); // which has its own time
     spdlog::logger logger("audit", {terminal, system});
-    logger.info("{} {} user=\"{}\" host=\"{}\"", program_, event, escaped(user), escaped(host));
+    logger.info("{} {} user={} host={}", program_, event, quoted(user), quoted(host));
 }
 
 } // namespace tools

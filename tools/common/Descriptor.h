@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace tools {
 
 /// An open file, closed when this goes. Negative: none.
@@ -12,6 +14,7 @@ class Descriptor {
         if (number_ >= 0)
             close(number_);
     }
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 

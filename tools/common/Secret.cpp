@@ -11,6 +11,7 @@
 
 #include "common/CommandError.h"
 #include "common/Descriptor.h"
+#include "common/Tool.h"
 #include "security/OVPassword.h"
 
 namespace tools {
@@ -117,13 +118,16 @@ Secret::~Secret() {
 
 void readPassword(const PasswordSource& source, const std::string& prompt, bool twice, Secret& password) {
     if (source.standardInput) {
-        readStream(STDIN_FILENO, "standard input", password);
-    } else if (!source.file.empty()) {
-        const Descriptor file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
-        if (file.number() < 0)
-            throw CommandError(errno == ENOENT ? kExitNotFound : kExitFailed, source.file + ": " + std::strerror(errno),
+        if (isTerminal(STDIN_FILENO)) // which would show it
+            throw CommandError(kExitUsage, "standard input is a terminal: leave out --password-stdin",
                                kInvalidArgument);
-        readStream(file.number(), source.file, password);
+        readStream(STDIN_FILENO, "standard input", password);
+    } else if (source.file) {
+        const Descriptor file(open(source.file->c_str(), O_RDONLY | O_CLOEXEC));
+        if (file.number() < 0)
+            throw CommandError(errno == ENOENT ? kExitNotFound : kExitFailed,
+                               "'" + *source.file + "': " + std::strerror(errno), kInvalidArgument);
+        readStream(file.number(), *source.file, password);
     } else {
         const Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
         if (terminal.number() < 0)

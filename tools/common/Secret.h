@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tools {
@@ -17,8 +18,8 @@ class Secret {
 
 /// Where a command takes a password from. Never from its arguments, which every user of the machine can read.
 struct PasswordSource {
-    std::string file;           ///< the first and only line of a file
-    bool standardInput = false; ///< the same of standard input
+    std::optional<std::string> file; ///< the first and only line of a file
+    bool standardInput = false;      ///< the same of standard input, unless that is a terminal
 };
 
 /// Reads a password from where the options say, else from the terminal, without showing it: with `twice` asked again.

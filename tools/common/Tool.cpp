@@ -1,6 +1,7 @@
 #include "common/Tool.h"
 
 #include <clocale>
+#include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <sys/ioctl.h>
@@ -94,6 +95,12 @@ spdlog::level::level_enum spdlogLevel(int level) {
 } // namespace
 
 void prepareProcess() {
+    // A file or connection that got the number of a closed standard stream would be read and written like that.
+    int opened = 0;
+    while ((opened = open("/dev/null", O_RDWR)) >= 0 && opened <= STDERR_FILENO) {
+    }
+    if (opened > STDERR_FILENO)
+        close(opened);
     std::signal(SIGPIPE, SIG_IGN);
     for (const char* variable : {"PGSERVICE", "PGTZ", "PGDATESTYLE", "PGGEQO"})
         unsetenv(variable);

@@ -15,8 +15,8 @@ enum ExitCode : int {
     kExitRefused = 4   ///< the data given are wrong; nothing was changed
 };
 
-/// For the first line of main(): a reader that leaves becomes a failed write like any other, and what libpq would take
-/// from the environment, though no URL can say it, is gone.
+/// For the first line of main(): standard streams that are closed lead nowhere, a reader that leaves becomes a failed
+/// write like any other, and what libpq would take from the environment, though no URL can say it, is gone.
 void prepareProcess();
 
 /// The version of the project that the tool was built from.

@@ -1,9 +1,9 @@
 #include "hubdb/Users.h"
 
-#include <algorithm>
 #include <array>
-#include <cstring>
 #include <functional>
+#include <limits>
+#include <vector>
 
 #include "Db/Tbl/UMUsers.h"
 #include "Db/Tbl/UMVSDKSessions.h"
@@ -89,16 +89,28 @@ void findUser(UMUsers& user, const std::string& login) {
     Connected::require(status);
 }
 
-/// How many sessions of the user there were.
-int endSessions(int userId, DBtran* transaction) {
+struct Ended {
+    std::string user;
+    std::string host;
+};
+
+std::vector<Ended> endSessions(int userId, DBtran* transaction) {
     UMVSDKSessions sessions(transaction);
-    int count = 0;
+    std::vector<Ended> ended;
     sessions.setWhere("userId=%d", userId);
-    Connected::require(eachRow(sessions, [&count](const UMVSDKSessions_t&) { ++count; }));
+    Connected::require(eachRow(sessions, [&ended](const UMVSDKSessions_t& row) {
+        ended.push_back({row.userName, row.hostName});
+    }));
     sessions.setWhere("userId=%d", userId);
     const int status = sessions.rowDelete();
     Connected::require(status == kDbNoRow ? kDbOk : status);
-    return count;
+    return ended;
+}
+
+void tellEnded(const std::vector<Ended>& ended) {
+    const tools::Audit log("hubdb");
+    for (const auto& [user, host] : ended)
+        log.tell("logout", user, host);
 }
 
 /// Changes a user's row, and ends the sessions with it unless `keepSessions`.
@@ -112,15 +124,16 @@ std::string changeUser(const std::string& login, bool keepSessions, const std::f
         throw tools::CommandError(tools::kExitNotFound, "the user " + quoted(login) + " is gone");
     Connected::require(status);
     const int id = user.getDataPtr()->id;
-    int ended = keepSessions ? 0 : endSessions(id, &transaction);
+    const auto ended = keepSessions ? std::vector<Ended>() : endSessions(id, &transaction);
     Connected::require(transaction.commitTran());
     if (keepSessions)
         return "";
     // Whoever was let in before the change could be seen, and got the session only now.
-    ended += endSessions(id, nullptr);
-    if (ended > 0)
-        tools::Audit("hubdb").tell("logout", login);
-    return "; " + std::to_string(ended) + (ended == 1 ? " login session was ended" : " login sessions were ended");
+    tellEnded(ended);
+    const auto late = endSessions(id, nullptr);
+    tellEnded(late);
+    const std::size_t count = ended.size() + late.size();
+    return "; " + std::to_string(count) + (count == 1 ? " login session was ended" : " login sessions were ended");
 }
 
 const char* formOf(const char* password) {
@@ -130,7 +143,7 @@ const char* formOf(const char* password) {
 } // namespace
 
 Answer addUser(const hubdb::DatabaseUrl& url, const NewUser& user, const tools::PasswordSource& source) {
-    requireFits("the login", user.login, sizeof UMUsers_t::login);
+    requireFits("the login", user.login, sizeof UMVSDKSessions_t::userName); // or it could be in no session
     requireFits("the name", user.name, sizeof UMUsers_t::name);
     requireFits("the description", user.description, std::string::npos);
     if (user.login.empty())
@@ -201,8 +214,13 @@ Answer listUsers(const hubdb::DatabaseUrl& url) {
 
 namespace {
 
-/// Parameters that are whole numbers: another text would silently switch them off.
-constexpr std::array kNumbers{"VSDKSessionTimeOut"};
+/// Parameters that are whole numbers: another text would silently mean something else.
+struct NumberParameter {
+    const char* name;
+    int most;
+};
+constexpr std::array kNumbers{NumberParameter{"VSDKSessionTimeOut", std::numeric_limits<int>::max()},
+                              NumberParameter{"VSDKSessionsRequired", 1}};
 
 void requireParameter(int status, const std::string& name) {
     if (status == OVGlobalParam::kNotSet)
@@ -217,9 +235,9 @@ Answer setParameter(const hubdb::DatabaseUrl& url, const std::string& name, cons
     requireFits("the value", value, std::string::npos);
     if (name.empty())
         refuse("the name is empty");
-    if (std::ranges::find_if(kNumbers, [&name](const char* one) { return name == one; }) != kNumbers.end())
-        if (const auto number = tools::parseId(value); !number || *number < 0)
-            refuse(name + " takes a whole number from 0 to 2147483647");
+    for (const auto& [which, most] : kNumbers)
+        if (const auto number = tools::parseId(value); name == which && (!number || *number < 0 || *number > most))
+            refuse(name + " takes a whole number from 0 to " + std::to_string(most));
     const Connected connected(url);
     Connected::require(OVGlobalParam::set(name, value, nullptr));
     return {};

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@
 #include "common/CommandError.h"
 #include "common/Descriptor.h"
 #include "common/Tool.h"
+#include "db/DBText.h"
 
 namespace {
 
@@ -71,10 +73,19 @@ void makeDirectories(const std::string& path) {
             fail(kFileFailed, path.substr(0, slash));
 }
 
+/// Keeps other commands from changing the file for as long as the result lives. Throws a tools::CommandError.
+tools::Descriptor locked(const std::string& path) {
+    tools::Descriptor lock(
+        open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (lock.number() < 0 || flock(lock.number(), LOCK_EX) != 0)
+        fail(kUpdateFailed, path);
+    return lock;
+}
+
 } // namespace
 
 SessionFile::SessionFile(const hubdb::DatabaseUrl& url)
-    : database_(identityOf(url)), path_(stateDirectory() + "/vcommand/" + fileName(database_)) {}
+    : database_(tools::escaped(identityOf(url))), path_(stateDirectory() + "/vcommand/" + fileName(database_)) {}
 
 std::optional<SessionFile::Login> SessionFile::read() const {
     const tools::Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
@@ -83,10 +94,13 @@ std::optional<SessionFile::Login> SessionFile::read() const {
     struct stat about {};
     if (file.number() < 0 || fstat(file.number(), &about) != 0)
         fail(kFileFailed, path_);
-    if (!S_ISREG(about.st_mode) || about.st_uid != geteuid() || (about.st_mode & kOthers) != 0)
+    const char* const fault = !S_ISREG(about.st_mode)          ? "is no file"
+                              : about.st_uid != geteuid()      ? "belongs to another user"
+                              : (about.st_mode & kOthers) != 0 ? "can be used by others"
+                                                               : nullptr;
+    if (fault != nullptr)
         throw tools::CommandError(tools::kExitRefused,
-                                  path_ + ": others have access to this file, so the login in it is not used: remove "
-                                          "it, and log in again",
+                                  path_ + ": " + fault + ", so no login in it is used: remove it, and log in again",
                                   kFileFailed);
     constexpr std::size_t kMost = 16384;
     std::string text(kMost, '\0');
@@ -99,21 +113,33 @@ std::optional<SessionFile::Login> SessionFile::read() const {
         const bool is = json.is_object() && json.contains(name) && json[name].is_string();
         return is ? json[name].get<std::string>() : std::string();
     };
-    if (json.is_discarded() || member("token").empty())
+    if (json.is_discarded() || member("token").empty() || !hubdb::isWholeText(member("token")))
         throw tools::CommandError(tools::kExitRefused, path_ + ": is no login of vcommand: log in again", kFileDamaged);
     if (member("database") != database_)
         return std::nullopt;
     return Login{member("user"), member("token")};
 }
 
-void SessionFile::write(const Login& login) const {
+std::optional<SessionFile::Login> SessionFile::replace(const Login& login) const {
     makeDirectories(path_);
+    const tools::Descriptor lock = locked(path_);
+    std::optional<Login> before;
+    try {
+        before = read();
+    } catch (const tools::CommandError&) { // what is not to be used is replaced
+    }
+    write(login);
+    return before;
+}
+
+void SessionFile::write(const Login& login) const {
     const nlohmann::json json = {{"database", database_}, {"user", login.user}, {"token", login.token}};
     const std::string text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     std::string draft = path_ + ".XXXXXX"; // made with mode 0600
     const tools::Descriptor file(mkostemp(draft.data(), O_CLOEXEC));
     if (file.number() < 0)
         fail(kFileFailed, path_);
+    errno = ENOSPC; // of a write that was cut
     if (::write(file.number(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
         fsync(file.number()) != 0 || rename(draft.c_str(), path_.c_str()) != 0) {
         const int reason = errno;
@@ -123,7 +149,10 @@ void SessionFile::write(const Login& login) const {
     }
 }
 
-void SessionFile::remove() const {
+void SessionFile::remove(const Login& login) const {
+    const tools::Descriptor lock = locked(path_);
+    if (const auto now = read(); !now || now->token != login.token)
+        return;
     if (unlink(path_.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
         fail(kDeleteFailed, path_);
 }

@@ -23,12 +23,15 @@ class SessionFile {
     /// Nothing without a file, or when it belongs to another database. Throws a tools::CommandError for a file that
     /// cannot be read, is damaged, or others have access to.
     std::optional<Login> read() const;
-    /// Makes the directories and replaces the file, whole or not at all. Throws a tools::CommandError.
-    void write(const Login& login) const;
-    /// Without a file nothing. Throws a tools::CommandError.
-    void remove() const;
+    /// Makes the directories and replaces the file, whole or not at all: of commands that do so at once each learns
+    /// what it replaced, if that could be read. Throws a tools::CommandError.
+    std::optional<Login> replace(const Login& login) const;
+    /// Removes the file, unless it holds another login by now. Throws a tools::CommandError.
+    void remove(const Login& login) const;
 
   private:
-    std::string database_;
+    void write(const Login& login) const;
+
+    std::string database_; ///< printable
     std::string path_;
 };

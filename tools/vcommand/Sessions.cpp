@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <iostream>
 #include <map>
 
 #include "Db/Tbl/UMVSDKSessions.h"
 #include "common/Audit.h"
 #include "common/Tool.h"
+#include "db/DBText.h"
 #include "db/EachRow.h"
 #include "db/HubDatabase.h"
 #include "security/OVGlobalParam.h"
@@ -41,27 +41,48 @@ tools::Audit audit() {
     return tools::Audit("vcommand");
 }
 
-/// A session that the library has let pass.
-struct Passed {
+/// What the library says of a session, asked by its token.
+struct Asked {
     VSDK_Sessions session;
+    unsigned long code = 0;
     int number = 0;
     int userId = 0;
+    std::string user; ///< of the audit: whose it is, or was until now; empty where there is none
 };
 
-/// Asks the library for a kept login, and forgets it when it has expired.
-Passed use(const SessionFile& file, const Login& login) {
+/// The user in a session's row, empty without one.
+std::string ownerOf(const std::string& token) {
+    UMVSDKSessions session(nullptr);
+    session.setIsolationType(4);
+    session.setWhere("GUID='%s'", dbText(token));
+    return getOneRow(&session, false, -1, 0) == kDbOk ? session.getDataPtr()->userName : "";
+}
+
+Asked ask(const std::string& token, const tools::Audit& log) {
     HubDatabase::clearLastFailure();
-    Passed passed;
-    errno = 0; // what is in it would switch the time-out off
-    passed.session.updateSessionTimeout();
+    Asked asked;
+    if (log.isOn())
+        asked.user = ownerOf(token); // who it was is not to be told afterwards
+    errno = 0;                       // what is in it would switch the time-out off
+    asked.session.updateSessionTimeout();
     throwDatabaseFailure(kSessionFetchFailed); // which would switch it off as well
-    const unsigned long code = passed.session.GetSessionId(login.token, passed.number, passed.userId);
-    if (code == kTokenExpired) {
-        file.remove();
-        audit().tell("expired", login.user);
+    asked.code = asked.session.GetSessionId(token, asked.number, asked.userId);
+    if (asked.code == kTokenExpired && !asked.user.empty())
+        log.tell("expired", asked.user);
+    return asked;
+}
+
+/// The session of a kept login, which is forgotten when there is none any more.
+Asked use(const SessionFile& file, const Login& login, const tools::Audit& log) {
+    Asked asked = ask(login.token, log);
+    if (asked.code == kTokenExpired) {
+        try {
+            file.remove(login);
+        } catch (const tools::CommandError&) { // it says the same the next time
+        }
     }
-    require(code, "the session of '" + login.user + "' has expired or was ended: log in again");
-    return passed;
+    require(asked.code, "the session of '" + login.user + "' has expired or was ended: log in again");
+    return asked;
 }
 
 [[noreturn]] void refuseWithoutLogin() {
@@ -92,32 +113,56 @@ int userIdOf(const std::string& login) {
 }
 
 /// Throws when the password is not, or not any more, that of a user who may log in.
-void requireValid(unsigned long code, const std::string& user) {
+void requireValid(unsigned long code, const std::string& user, const tools::Audit& log) {
     if (code == kInvalidLogin) {
         throwDatabaseFailure(kInvalidLogin); // nothing is known about the password
-        audit().tell("refused", user);
+        log.tell("refused", user);
     }
     require(code, "the login was refused");
 }
 
+/// Begins a session for a user whose password is right.
+Asked begin(const LoginRequest& request, const std::string& password, const std::string& path, std::string& token) {
+    Asked begun;
+    begun.userId = userIdOf(request.user);
+    begun.session.hostName = tools::hostName();
+    if (path.size() < sizeof UMVSDKSessions_t::sessionFileLocation && hubdb::isWholeText(path))
+        begun.session.sessionFileLocation = path;
+    require(begun.session.InsertSession(begun.userId, begun.number, request.user, encrypted(password), token, 0, 0),
+            "the session could not be stored");
+    return begun;
+}
+
+/// Ends a session that another one has replaced, if that can be.
+void end(const std::string& token, const tools::Audit& log) {
+    Asked asked;
+    try {
+        asked = ask(token, log);
+    } catch (const tools::CommandError&) {
+        return;
+    }
+    if (asked.code == 0 && asked.session.DeleteSession(token, asked.number) == 0)
+        log.tell("logout", asked.user);
+}
+
 /// What is shown of a session.
-Answer describe(const std::string& user, const Passed& passed, const std::string& token) {
+Answer describe(const std::string& user, const Asked& asked, const std::string& token) {
     UMVSDKSessions session(nullptr);
     session.setIsolationType(4);
     session.setWhere("GUID='%s'", dbText(token));
     if (getOneRow(&session, false, -1, 0) != kDbOk)
-        throwDatabaseFailure(kSessionFetchFailed);
+        require(kTokenExpired, "the session was ended meanwhile: log in again");
     const UMVSDKSessions_t& row = *session.getDataPtr();
     constexpr std::int64_t kMinute = 60;
-    const std::int64_t idle = row.timeout > 0 ? row.timeout * kMinute : std::max(passed.session.sessionTimeout, 0);
-    return {sessionKind(),
-            {{"user", Type::kText, Use::kBrief},
-             {"userId", Type::kNumber, Use::kBrief},
-             {"host", Type::kText, Use::kBrief},
-             {"created", Type::kTime, Use::kBrief},
-             {"idleSeconds", Type::kNumber, Use::kBrief}},
-            {{toValue(user), toValue(passed.userId), toValue(passed.session.hostName), toValue(row.created),
-              toValue(idle)}}};
+    const std::int64_t idle = row.timeout > 0 ? row.timeout * kMinute : std::max(asked.session.sessionTimeout, 0);
+    return {
+        sessionKind(),
+        {{"user", Type::kText, Use::kBrief},
+         {"userId", Type::kNumber, Use::kBrief},
+         {"host", Type::kText, Use::kBrief},
+         {"created", Type::kTime, Use::kBrief},
+         {"idleSeconds", Type::kNumber, Use::kBrief}},
+        {{toValue(user), toValue(asked.userId), toValue(asked.session.hostName), toValue(row.created), toValue(idle)}}};
 }
 
 } // namespace
@@ -161,36 +206,36 @@ Answer logIn(const hubdb::DatabaseUrl& url, const LoginRequest& request) {
     tools::readPassword(request.password, "Password of " + tools::escaped(request.user), false, password);
 
     HubDatabase::clearLastFailure();
-    requireValid(VSDK_User(0).VerifyPasswordbyLogin(request.user, password.text), request.user);
-    Passed begun;
-    begun.userId = userIdOf(request.user);
-    begun.session.hostName = tools::hostName();
-    if (file.path().size() < sizeof UMVSDKSessions_t::sessionFileLocation)
-        begun.session.sessionFileLocation = file.path();
+    const tools::Audit log = audit();
+    const unsigned long valid = hubdb::isWholeText(request.user)
+                                    ? VSDK_User(0).VerifyPasswordbyLogin(request.user, password.text)
+                                    : kInvalidLogin;
+    requireValid(valid, request.user, log);
     Login login{request.user, ""};
-    require(begun.session.InsertSession(begun.userId, begun.number, request.user, encrypted(password.text), login.token,
-                                        0, 0),
-            "the session could not be stored");
-    try {
-        // Whoever changes the password or disables the user ends the sessions that are there; this one was not.
-        requireValid(begun.session.VerifyPassword(login.token, password.text), request.user);
-        const Passed passed = use(file, login);
-        std::optional<Login> before;
+    Asked begun = begin(request, password.text, file.path(), login.token);
+    std::optional<Login> before;
+    const Answer answer = [&] {
         try {
-            before = file.read();
-        } catch (const tools::CommandError&) { // what is not to be used is replaced
+            const Asked asked = ask(login.token, log);
+            require(asked.code, "the session was ended meanwhile");
+            // Whoever changes the password or disables the user ends the sessions that are there; this one was not.
+            requireValid(begun.session.VerifyPassword(login.token, password.text), request.user, log);
+            before = file.replace(login);
+            return describe(request.user, asked, login.token);
+        } catch (...) {
+            int number = 0;
+            begun.session.DeleteSession(login.token, number);
+            try {
+                file.remove(login);
+            } catch (const tools::CommandError&) { // the first failure counts
+            }
+            throw;
         }
-        file.write(login);
-        int number = 0;
-        if (before && begun.session.DeleteSession(before->token, number) == 0)
-            audit().tell("logout", before->user);
-        audit().tell("login", request.user);
-        return describe(request.user, passed, login.token);
-    } catch (...) {
-        int number = 0;
-        begun.session.DeleteSession(login.token, number);
-        throw;
-    }
+    }();
+    log.tell("login", request.user);
+    if (before)
+        end(before->token, log);
+    return answer;
 }
 
 Answer whoAmI(const hubdb::DatabaseUrl& url) {
@@ -198,11 +243,11 @@ Answer whoAmI(const hubdb::DatabaseUrl& url) {
     const auto login = file.read();
     if (!login)
         refuseWithoutLogin();
-    Passed passed = use(file, *login);
+    Asked asked = use(file, *login, audit());
     std::string user;
     std::string password; // encrypted
-    require(passed.session.GetSessionInfo(login->token, passed.number, user, password), "the session was ended");
-    return describe(user, passed, login->token);
+    require(asked.session.GetSessionInfo(login->token, asked.number, user, password), "the session was ended");
+    return describe(user, asked, login->token);
 }
 
 Answer logOut(const hubdb::DatabaseUrl& url) {
@@ -210,12 +255,14 @@ Answer logOut(const hubdb::DatabaseUrl& url) {
     const auto login = file.read();
     if (!login)
         refuseWithoutLogin();
-    Passed passed = use(file, *login);
-    const unsigned long code = passed.session.DeleteSession(login->token, passed.number);
+    const tools::Audit log = audit();
+    Asked asked = use(file, *login, log);
+    const unsigned long code = asked.session.DeleteSession(login->token, asked.number);
     if (code != 0)
         throwDatabaseFailure(static_cast<int>(code)); // the token is kept, so that it can be tried again
-    file.remove();                                    // of a session that others have just ended, too
-    audit().tell("logout", login->user);
+    else
+        log.tell("logout", asked.user);
+    file.remove(*login);
     return {sessionKind(),
             {{"user", Type::kText, Use::kBrief}, {"loggedOut", Type::kFlag, Use::kBrief}},
             {{toValue(login->user), toValue(true)}}};
@@ -242,7 +289,7 @@ Answer purgeSessions() {
     for (const auto& [id, owner] : before)
         if (!after.contains(id))
             log.tell("expired", owner.user, owner.host);
-    return {sessionKind(), {}, {}};
+    return {sessionKind(), {{"purged", Type::kFlag, Use::kBrief}}, {{toValue(true)}}};
 }
 
 void admit(const hubdb::DatabaseUrl& url) {
@@ -250,18 +297,11 @@ void admit(const hubdb::DatabaseUrl& url) {
     std::string value;
     const int status = OVGlobalParam::get("VSDKSessionsRequired", value, nullptr);
     throwDatabaseFailure(kSessionFetchFailed); // who cannot ask is not let in
-    const bool required = status == kDbOk && value != "0";
-    try {
-        const SessionFile file(url);
-        const auto login = file.read();
-        if (login)
-            use(file, *login);
-        else if (required)
-            refuseWithoutLogin();
-    } catch (const tools::CommandError& refusal) {
-        if (required)
-            throw;
-        if (refusal.code == kTokenExpired)
-            std::cerr << "vcommand: " << tools::escaped(refusal.what()) << "\n";
-    }
+    if (status != kDbOk || value == "0")
+        return;
+    const SessionFile file(url);
+    const auto login = file.read();
+    if (!login)
+        refuseWithoutLogin();
+    use(file, *login, audit());
 }

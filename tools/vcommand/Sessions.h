@@ -26,6 +26,6 @@ Answer logOut(const hubdb::DatabaseUrl& url);
 /// Removes all sessions that have expired.
 Answer purgeSessions();
 
-/// Lets a command go on: where the parameter "VSDKSessionsRequired" is set, and not to 0, only with a session. One that
-/// is there is marked as used also where none is needed.
+/// Lets a command go on: where the parameter "VSDKSessionsRequired" is set, and not to 0, only with a session, which is
+/// marked as used. Where none is required, none is looked at: a list needs to write nothing.
 void admit(const hubdb::DatabaseUrl& url);
