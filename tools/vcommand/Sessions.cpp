@@ -121,16 +121,17 @@ void requireValid(unsigned long code, const std::string& user, const tools::Audi
     require(code, "the login was refused");
 }
 
-/// Begins a session for a user whose password is right.
-Asked begin(const LoginRequest& request, const std::string& password, const std::string& path, std::string& token) {
-    Asked begun;
-    begun.userId = userIdOf(request.user);
-    begun.session.hostName = tools::hostName();
+/// Begins a session for a user whose password is right. Its token.
+std::string begin(const std::string& user, const std::string& password, const std::string& path) {
+    VSDK_Sessions session;
+    session.hostName = tools::hostName();
     if (path.size() < sizeof UMVSDKSessions_t::sessionFileLocation && hubdb::isWholeText(path))
-        begun.session.sessionFileLocation = path;
-    require(begun.session.InsertSession(begun.userId, begun.number, request.user, encrypted(password), token, 0, 0),
-            "the session could not be stored");
-    return begun;
+        session.sessionFileLocation = path;
+    std::string token;
+    const int userId = userIdOf(user);
+    const unsigned long code = session.InsertSession(userId, 0, user, encrypted(password), token, 0, 0);
+    require(token.empty() ? kSessionFetchFailed : code, "the session could not be stored");
+    return token;
 }
 
 /// Ends a session that another one has replaced, if that can be.
@@ -211,20 +212,19 @@ Answer logIn(const hubdb::DatabaseUrl& url, const LoginRequest& request) {
                                     ? VSDK_User(0).VerifyPasswordbyLogin(request.user, password.text)
                                     : kInvalidLogin;
     requireValid(valid, request.user, log);
-    Login login{request.user, ""};
-    Asked begun = begin(request, password.text, file.path(), login.token);
+    const Login login{request.user, begin(request.user, password.text, file.path())};
     std::optional<Login> before;
     const Answer answer = [&] {
         try {
             const Asked asked = ask(login.token, log);
             require(asked.code, "the session was ended meanwhile");
             // Whoever changes the password or disables the user ends the sessions that are there; this one was not.
-            requireValid(begun.session.VerifyPassword(login.token, password.text), request.user, log);
+            requireValid(VSDK_Sessions().VerifyPassword(login.token, password.text), request.user, log);
             before = file.replace(login);
             return describe(request.user, asked, login.token);
         } catch (...) {
             int number = 0;
-            begun.session.DeleteSession(login.token, number);
+            VSDK_Sessions().DeleteSession(login.token, number);
             try {
                 file.remove(login);
             } catch (const tools::CommandError&) { // the first failure counts
