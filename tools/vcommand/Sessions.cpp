@@ -214,7 +214,7 @@ Answer logIn(const hubdb::DatabaseUrl& url, const LoginRequest& request) {
     requireValid(valid, request.user, log);
     const Login login{request.user, begin(request.user, password.text, file.path())};
     std::optional<Login> before;
-    const Answer answer = [&] {
+    Answer answer = [&] {
         try {
             const Asked asked = ask(login.token, log);
             require(asked.code, "the session was ended meanwhile");
