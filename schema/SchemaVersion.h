@@ -5,7 +5,7 @@
 namespace hubdb {
 
 /// The version of the hub database that this library reads and writes.
-inline constexpr int kSchemaVersion = 4;
+inline constexpr int kSchemaVersion = 5;
 
 /// What an upgrade from a version does to the data, before the tables are brought to the shape that is declared.
 struct UpgradeStep {
@@ -22,6 +22,7 @@ inline constexpr std::array kUpgradeSteps{
     // More procedures, which an upgrade makes in any case.
     UpgradeStep{2, ""},
     UpgradeStep{3, ""},
+    UpgradeStep{4, ""},
 };
 
 } // namespace hubdb

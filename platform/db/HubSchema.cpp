@@ -14,7 +14,6 @@
 #include "db/SchemaWriter.h"
 #include "db/engines/Dialect.h"
 #include "db/engines/Engines.h"
-#include "schema/Procedures.h"
 #include "schema/SchemaVersion.h"
 
 namespace hubdb {
@@ -122,21 +121,9 @@ struct LiveTable {
 
 using LiveSchema = std::map<std::string, LiveTable>; ///< by folded name
 
-/// A procedure that the database keeps as a function.
-struct Function {
-    const OVDBRowDeclaration* declaration;
-    const ProcedureText* text;
-};
-
 /// The declared functions, where the engine has such.
-std::vector<Function> declaredFunctions(const Dialect& dialect, const SchemaObjects& objects) {
-    std::vector<Function> functions;
-    if (dialect.createFunction != nullptr)
-        for (const auto* procedure : objects.procedures)
-            if (const auto* text = std::ranges::find(kProcedureTexts, procedure->object, &ProcedureText::name);
-                text != kProcedureTexts.end())
-                functions.push_back({procedure, text});
-    return functions;
+std::vector<FunctionText> declaredFunctions(const Dialect& dialect, const SchemaObjects& objects) {
+    return dialect.functions == nullptr ? std::vector<FunctionText>() : dialect.functions(objects.procedures);
 }
 
 template <class Row, class Columns, class Take>
@@ -243,9 +230,9 @@ void describe(const TableText& table, const TableDifferences& found, std::vector
 }
 
 /// The declared functions that the database has not, or otherwise.
-int differingFunctions(Opened& database, const SchemaObjects& objects, std::vector<Function>& differing) {
+int differingFunctions(Opened& database, const SchemaObjects& objects, std::vector<FunctionText>& differing) {
     const Dialect& dialect = database.dialect();
-    const auto declared = declaredFunctions(dialect, objects);
+    auto declared = declaredFunctions(dialect, objects);
     if (declared.empty())
         return kDbOk;
     std::set<std::array<std::string, 3>> live;
@@ -255,11 +242,9 @@ int differingFunctions(Opened& database, const SchemaObjects& objects, std::vect
         });
     if (status != kDbOk)
         return database.fail(status, "the catalogue cannot be read");
-    for (const auto& function : declared)
-        if (!live.contains({folded(function.declaration->object),
-                            folded(dialect.functionSignature(*function.declaration, *function.text)),
-                            dialect.functionBody(*function.text)}))
-            differing.push_back(function);
+    for (auto& function : declared)
+        if (!live.contains({folded(function.name), folded(function.signature), function.body}))
+            differing.push_back(std::move(function));
     return kDbOk;
 }
 
@@ -271,12 +256,11 @@ int compareAll(Opened& database, const SchemaObjects& objects, std::vector<std::
         const TableText table = writeTable(*declaration, database.dialect());
         describe(table, compare(table, live), differences);
     }
-    std::vector<Function> functions;
+    std::vector<FunctionText> functions;
     if (const int status = differingFunctions(database, objects, functions); status != kDbOk)
         return status;
     for (const auto& function : functions)
-        differences.push_back(std::string(function.declaration->object) +
-                              ": the function is missing, or not as it is declared");
+        differences.push_back(function.name + ": the function is missing, or not as it is declared");
     return kDbOk;
 }
 
@@ -289,10 +273,9 @@ int createTable(Opened& database, const TableText& table) {
     return database.run(script, "the table " + table.name + " cannot be made");
 }
 
-int createFunctions(Opened& database, const std::vector<Function>& functions) {
-    for (const auto& [declaration, text] : functions)
-        if (const int status = database.run(database.dialect().createFunction(*declaration, *text),
-                                            std::string("the function ") + declaration->object + " cannot be made");
+int createFunctions(Opened& database, const std::vector<FunctionText>& functions) {
+    for (const auto& function : functions)
+        if (const int status = database.run(function.create, "the function " + function.name + " cannot be made");
             status != kDbOk)
             return status;
     return kDbOk;
@@ -367,7 +350,7 @@ int upgradeInTransaction(Opened& database, const SchemaObjects& objects, int& fr
                 database.run(step.script, "the data of version " + std::to_string(step.from) + " cannot be upgraded");
     if (status == kDbOk && from < kSchemaVersion)
         status = reshape(database, objects);
-    if (std::vector<Function> functions; status == kDbOk) {
+    if (std::vector<FunctionText> functions; status == kDbOk) {
         status = differingFunctions(database, objects, functions);
         if (status == kDbOk)
             status = createFunctions(database, functions);

@@ -1,9 +1,7 @@
 #pragma once
 
 #include "PlatformExport.h"
-
-/// The number of an operation type: 4 is a backup.
-enum OVOpType : int {};
+#include "jobmgr/OVOpType.h"
 
 /// What may run. A local of its user.
 class VSDKPLATFORM_API JMActivityCtrl {

@@ -1,7 +1,9 @@
 #include "system/OVClock.h"
 
 #include <atomic>
+#include <chrono>
 #include <ctime>
+#include <thread>
 
 namespace {
 
@@ -9,7 +11,12 @@ std::int64_t systemNow() {
     return std::time(nullptr);
 }
 
+void systemSleep(int milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
 std::atomic<OVClock::Now> clockSource{&systemNow};
+std::atomic<OVClock::Sleep> sleepSource{&systemSleep};
 
 } // namespace
 
@@ -19,4 +26,12 @@ std::int64_t OVClock::now() {
 
 void OVClock::set(Now source) {
     clockSource.store(source == nullptr ? &systemNow : source, std::memory_order_relaxed);
+}
+
+void OVClock::sleep(int milliseconds) {
+    sleepSource.load(std::memory_order_relaxed)(milliseconds);
+}
+
+void OVClock::setSleep(Sleep sleeper) {
+    sleepSource.store(sleeper == nullptr ? &systemSleep : sleeper, std::memory_order_relaxed);
 }

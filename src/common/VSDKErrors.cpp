@@ -7,10 +7,14 @@
 #include <ctime>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <mutex>
+#include <string_view>
 
 #include "log/EvEvent.h"
 #include "log/Utf8Cut.h"
+#include "message/XMLDecoder.h"
+#include "message/XMLEncoder.h"
 
 std::unordered_map<int, std::pair<unsigned long, unsigned long>> EvMgrsToVSDKErrorMap;
 std::atomic<bool> needErrorMapInit{true};
@@ -263,6 +267,14 @@ constexpr std::array kCatalogue{
 };
 static_assert(std::ranges::adjacent_find(kCatalogue, std::greater_equal{}, &Entry::code) == kCatalogue.end());
 
+constexpr std::string_view kPasswordOpening = "password=\"";
+constexpr std::string_view kMask = "****";
+constexpr const char* kNoMessage = "Error. XML is not properly formatted so cannot unserialize it.";
+
+char lowered(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 /// The localised text of a row of the map. The message of event code -102 has an insertion that is always empty here.
 std::string localisedMessage(int eventCode, unsigned long messageId, unsigned long arg) {
     EvEvent event;
@@ -339,6 +351,61 @@ void getLocaleErrorMsgFromVSDKErrorCode(std::string& out, unsigned long code, un
     const auto row =
         std::ranges::find_if(EvMgrsToVSDKErrorMap, [&](const auto& entry) { return entry.second.first == code; });
     out = row != EvMgrsToVSDKErrorMap.end() ? localisedMessage(row->first, row->second.second, arg) : std::string();
+}
+
+std::string filterPassword(const std::string& xml) {
+    std::string masked;
+    std::size_t written = 0; // what stands before it is in `masked`
+    std::size_t at = 0;
+    while ((at = xml.find(kPasswordOpening, at)) != std::string::npos) {
+        const std::size_t value = at + kPasswordOpening.size();
+        const std::size_t quote = xml.find("\" ", value);
+        masked.append(xml, written, value - written);
+        masked += kMask;
+        if (quote == std::string::npos)
+            return masked;
+        written = quote;
+        // The search goes on behind the quote's place in the text before the replacement, which lies elsewhere in the
+        // text after it.
+        const std::size_t size = quote - value;
+        at = size > kMask.size() ? quote + 1 + (size - kMask.size()) : quote;
+    }
+    return masked.append(xml, written);
+}
+
+std::string filterPasswordAttrBased(const std::string& xml) {
+    std::string lowerCase = xml;
+    std::ranges::transform(lowerCase, lowerCase.begin(), lowered);
+    std::string masked;
+    std::size_t written = 0;
+    std::size_t at = 0;
+    while ((at = lowerCase.find(kPasswordOpening, at)) != std::string::npos) {
+        const std::size_t value = at + kPasswordOpening.size();
+        const std::size_t quote = xml.find('"', value);
+        if (quote == std::string::npos)
+            break;
+        masked.append(xml, written, value - written);
+        masked += kMask;
+        written = quote;
+        at = quote + 1;
+    }
+    return masked.append(xml, written);
+}
+
+std::string logXMLMessage(const std::string& xml) {
+    if (xml.empty())
+        return xml;
+    const std::unique_ptr<CNMessageBase> message = XMLDecoder::unSerialize(xml);
+    return message == nullptr ? kNoMessage : logXMLMessage(message.get());
+}
+
+std::string logXMLMessage(CNMessageBase* message) {
+    if (message == nullptr)
+        return "";
+    std::string text;
+    if (XMLEncoder::serialize(message, text, 0) != kMessageOk)
+        return text.empty() ? "" : kNoMessage;
+    return CNMessageBase::isOldWay(message->getTagID()) ? filterPasswordAttrBased(text) : text;
 }
 
 std::string UnixTimeToLocTimeString(unsigned long time) {

@@ -7,7 +7,10 @@
 
 #include "VSDKExport.h"
 
-/// The VSDK error codes, their English messages, and what the codes of the event-manager services mean as VSDK codes.
+class CNMessageBase;
+
+/// The VSDK error codes, their English messages, what the codes of the event-manager services mean as VSDK codes,
+/// and how messages get into a log without their passwords.
 ///
 /// A code is an unsigned number, 0 for success. Its block of 256 tells the layer that failed:
 ///
@@ -50,6 +53,23 @@ VSDKDB_API void frameErrorMsg(std::string& message, unsigned long& code, int eve
 /// Replaces `out` by the localised text of the VSDK code, with `arg` as the number in it; by an empty text if no row of
 /// the map has that code.
 VSDKDB_API void getLocaleErrorMsgFromVSDKErrorCode(std::string& out, unsigned long code, unsigned long arg);
+
+/// A text of XML with the values of attributes named password, in lower case, replaced by four asterisks. A value ends
+/// at a quote that a blank follows; where there is none, so does the text. Behind a value that is longer than four
+/// characters the search goes on as many characters further as it is longer, so that an attribute that begins there is
+/// not masked. In time linear in the text.
+VSDKDB_API std::string filterPassword(const std::string& xml);
+
+/// The same for names in any case, also as the end of a name; a value ends at a quote, one that has none stays. Nothing
+/// is skipped. In time linear in the text.
+VSDKDB_API std::string filterPasswordAttrBased(const std::string& xml);
+
+/// A message as XML for a log: decoded and written anew, passwords masked where its type is of the older kind, whose
+/// passwords are plain attributes. "Error. XML is not properly formatted so cannot unserialize it." for what is no
+/// message; an empty text stays empty.
+VSDKDB_API std::string logXMLMessage(const std::string& xml);
+/// Empty for null, and for a message that cannot be written at all; the sentence for one that can be in part.
+VSDKDB_API std::string logXMLMessage(CNMessageBase* message);
 
 /// A time in Unix seconds as text in the process's local time zone: "Sun Nov 15 12:44:46 2026", the C library's `ctime`
 /// without the line end. "now" for 0, empty for a time that `ctime` cannot represent, as in a year beyond 2147483647.

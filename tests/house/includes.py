@@ -19,12 +19,13 @@ SERVICES = {f"platform/{name}" for name in ("message", "appmgr", "jobmgr", "medi
 ENTITIES = DATABASE | SERVICES | {"src/common", "src/dblayer"}
 MAY_INCLUDE = {
     "values": set(),
-    "schema": {"values"},
+    "schema": {"values", "platform/message"},
     "platform/log": set(),
     "platform/db": BASE | ENGINES | {"schema"},
-    "platform/db/engines": BASE | {"platform/db", "schema"},
+    "platform/db/engines": BASE | {"platform/db", "platform/message", "schema"},
     "accessors": BASE | {"platform/db"},
     **{service: DATABASE | SERVICES for service in SERVICES},
+    "platform/jobmgr": DATABASE | SERVICES | {"schema"},
     "platform/message": {"platform/log"},
     "src/common": {"platform/log", "platform/message", "platform/system"},
     "src/dblayer": {"src/common", "platform/log"},
@@ -39,6 +40,7 @@ HOME = {
     r"sqlite3(ext)?\.h": "platform/db/engines/sqlite/",
     r"libpq.*|postgres.*": "platform/db/engines/postgres/",
     r"(spdlog|fmt|CLI|nlohmann)/.*": "tools/",
+    r"expat.*": "platform/message/",
     r"sodium\.h|sodium/.*": "platform/security/",
 }
 

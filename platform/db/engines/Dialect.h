@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,7 +11,6 @@
 namespace hubdb {
 
 struct ColumnText;
-struct ProcedureText;
 struct TableText;
 
 /// The ends of the names of the rules that keep a text within its width and a number within its range.
@@ -28,6 +28,14 @@ struct TableChanges {
     std::vector<std::string> present; ///< the columns that it has and that are written
     std::vector<ColumnChange> columns;
     bool key = false; ///< the primary key is another one
+};
+
+/// A function that a server keeps.
+struct FunctionText {
+    std::string name;
+    std::string signature; ///< "integer, text returns TABLE(id integer) sql STABLE", as the live catalogue tells it
+    std::string body;
+    std::string create; ///< the script that makes it anew
 };
 
 /// How one engine says what the schema needs. The writer knows no engine beyond this.
@@ -50,10 +58,8 @@ struct Dialect {
     const char* integrity; ///< "ok", else rows that each tell a fault
 
     /// What follows stands for functions of a server's; null where the engine has none.
-    /// A function's signature, "integer, text returns TABLE(id integer)", and the script that makes it anew.
-    std::string (*functionSignature)(const OVDBRowDeclaration& procedure, const ProcedureText& text);
-    std::string (*functionBody)(const ProcedureText& text);
-    std::string (*createFunction)(const OVDBRowDeclaration& procedure, const ProcedureText& text);
+    /// The functions that stand for procedures and those that they call, in an order in which they can be made.
+    std::vector<FunctionText> (*functions)(std::span<const OVDBRowDeclaration* const> procedures);
     const char* liveFunctions; ///< query of rows of (name, signature, body)
     /// Grants what the application needs of all that is made from now on.
     std::string (*grantTo)(const std::string& role);

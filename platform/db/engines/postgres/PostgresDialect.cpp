@@ -5,20 +5,15 @@
 #include <algorithm>
 
 #include "db/SchemaWriter.h"
-#include "db/engines/postgres/PostgresSql.h"
-#include "schema/Procedures.h"
+#include "db/engines/postgres/PostgresFunctions.h"
 
 namespace hubdb {
 
 namespace {
 
-std::string plainType(const OVDBColumn& column) {
-    return !column.isInteger() ? "text" : column.kind == OVDBColumnKind::kInt ? "integer" : "bigint";
-}
-
 /// Texts are compared by their bytes, whatever the database's own locale.
 std::string columnType(const OVDBColumn& column) {
-    return plainType(column) + (column.isInteger() ? "" : " COLLATE \"C\"");
+    return postgresType(column) + (column.isInteger() ? "" : " COLLATE \"C\"");
 }
 
 // The rule is written as the server shows it, with one pair of parentheses more than it needs.
@@ -28,32 +23,6 @@ std::string columnRule(const OVDBColumn& column) {
         return "";
     return "CONSTRAINT " + name + kWidthRule + " CHECK ((octet_length(" + name +
            ") <= " + std::to_string(column.size - 1) + "))";
-}
-
-std::string resultType(const OVDBRowDeclaration& procedure) {
-    std::string columns;
-    for (const auto& column : procedure.columns)
-        columns += (columns.empty() ? "TABLE(" : ", ") + std::string(column.name) + " " + plainType(column);
-    return columns.empty() ? "SETOF text" : columns + ")";
-}
-
-const char* volatility(const OVDBRowDeclaration& procedure) {
-    return procedure.readsOnly ? "STABLE" : "VOLATILE";
-}
-
-std::string functionSignature(const OVDBRowDeclaration& procedure, const ProcedureText& text) {
-    return std::string(text.inputs) + " returns " + resultType(procedure) + " sql " + volatility(procedure);
-}
-
-std::string functionBody(const ProcedureText& text) {
-    return postgresSql(text.sql);
-}
-
-std::string createFunction(const OVDBRowDeclaration& procedure, const ProcedureText& text) {
-    const std::string function = std::string(text.name) + "(" + text.inputs + ")";
-    return "DROP FUNCTION IF EXISTS " + function + "; CREATE FUNCTION " + function + " RETURNS " +
-           resultType(procedure) + " LANGUAGE sql " + volatility(procedure) + " AS $vsdk$" + functionBody(text) +
-           "$vsdk$; REVOKE ALL ON FUNCTION " + function + " FROM PUBLIC";
 }
 
 std::string grantTo(const std::string& role) {
@@ -183,9 +152,7 @@ const Dialect kPostgresDialect{
     "SELECT pg_database_size(current_database())::text",
     "SELECT coalesce(string_agg('the index ' || indexrelid::regclass || ' is not valid', ', '), 'ok') FROM pg_index "
     "WHERE NOT indisvalid",
-    &functionSignature,
-    &functionBody,
-    &createFunction,
+    &postgresFunctions,
     kLiveFunctions,
     &grantTo,
     &rebuild,

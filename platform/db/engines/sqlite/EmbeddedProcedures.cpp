@@ -14,7 +14,7 @@ struct Registry {
     std::map<std::string, std::string> texts;
 
     Registry() {
-        for (const auto& procedure : kProcedureTexts)
+        for (const auto& procedure : procedureTexts())
             texts.emplace(procedure.name, procedure.sql);
     }
 };

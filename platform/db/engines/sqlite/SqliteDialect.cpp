@@ -79,8 +79,6 @@ const Dialect kSqliteDialect{
     nullptr,
     nullptr,
     nullptr,
-    nullptr,
-    nullptr,
     &rebuild,
 };
 

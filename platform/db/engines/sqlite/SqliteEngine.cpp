@@ -1,7 +1,6 @@
 #include "db/engines/sqlite/SqliteEngine.h"
 
 #include <sqlite3.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +17,7 @@
 #include "db/engines/PackedRow.h"
 #include "db/engines/sqlite/EmbeddedProcedures.h"
 #include "db/engines/sqlite/SqliteDialect.h"
+#include "db/engines/sqlite/SqliteFunctions.h"
 
 namespace hubdb {
 
@@ -399,18 +399,6 @@ void SqliteStatement::finish() noexcept {
 
 // ---- connections
 
-/// randomblob(N), of which session tokens are made, from the system's cryptographic source, for N from 1 to 256.
-void randomBlob(sqlite3_context* context, int /*arguments*/, sqlite3_value** values) {
-    constexpr int kMost = 256; // what the source gives whole
-    std::array<unsigned char, kMost> bytes{};
-    const int size = sqlite3_value_int(values[0]);
-    if (size > 0 && size <= kMost && getrandom(bytes.data(), static_cast<std::size_t>(size), 0) == size)
-        sqlite3_result_blob(context, bytes.data(), size, SQLITE_TRANSIENT);
-    else
-        sqlite3_result_error(context, "randomblob gives 1 to 256 bytes, where the system has randomness", -1);
-    explicit_bzero(bytes.data(), bytes.size());
-}
-
 bool SqliteConnection::open(EngineError& error) {
     struct stat about {};
     if (stat(url_.path.c_str(), &about) != 0) {
@@ -434,9 +422,7 @@ bool SqliteConnection::open(EngineError& error) {
     bool ready = code == SQLITE_OK;
     if (ready) {
         sqlite3_busy_handler(opened, &SqliteConnection::onBusy, this);
-        // SQLite seeds its own generator with the time where it cannot open the system's source.
-        const int made = sqlite3_create_function_v2(opened, "randomblob", 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, nullptr,
-                                                    &randomBlob, nullptr, nullptr, nullptr);
+        const int made = addSqliteFunctions(opened);
         if (url_.statementLimit.count() > 0)
             sqlite3_progress_handler(opened, 20'000, &SqliteConnection::onProgress, this);
         // case_sensitive_like: LIKE compares bytes, as it does on a server.
