@@ -92,6 +92,15 @@ spdlog::level::level_enum spdlogLevel(int level) {
     return level <= kEvLogDetail ? spdlog::level::debug : spdlog::level::trace;
 }
 
+std::size_t terminalSize(unsigned short winsize::*member, const char* variable, std::size_t usual) {
+    struct winsize size {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.*member > 0)
+        return size.*member;
+    const char* const text = std::getenv(variable);
+    const int given = parseId(text == nullptr ? "" : text).value_or(0);
+    return given > 0 ? static_cast<std::size_t>(given) : usual;
+}
+
 } // namespace
 
 void prepareProcess() {
@@ -180,13 +189,13 @@ bool isTerminal(int descriptor) {
 }
 
 std::size_t terminalWidth() {
-    struct winsize size {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-        return size.ws_col;
-    const char* const columns = std::getenv("COLUMNS");
-    const int given = parseId(columns == nullptr ? "" : columns).value_or(0);
     constexpr std::size_t kUsual = 80;
-    return given > 0 ? static_cast<std::size_t>(given) : kUsual;
+    return terminalSize(&winsize::ws_col, "COLUMNS", kUsual);
+}
+
+std::size_t terminalHeight() {
+    constexpr std::size_t kUsual = 24;
+    return terminalSize(&winsize::ws_row, "LINES", kUsual);
 }
 
 bool writeOutput(std::string_view text) {

@@ -47,6 +47,8 @@ bool isTerminal(int descriptor);
 
 /// Columns of the terminal that standard output is: what it says itself, else the environment's COLUMNS, else 80.
 std::size_t terminalWidth();
+/// Lines of it: what it says itself, else the environment's LINES, else 24.
+std::size_t terminalHeight();
 
 /// Writes `text` to standard output, to the last byte. False, and `errno` tells why, when it did not all arrive. A
 /// closed pipe is such a failure only where SIGPIPE is ignored.

@@ -584,7 +584,7 @@ void Estate::addRunningJob(int jobId, bool isBackup) {
     row.opUsername = text("user-" + std::to_string(row.userId));
     row.libraryList = nullText();
     row.jobCategory = random_.below(4);
-    dbSetText(row.failureReason, "no path to " + word() + "\ntry again\tlater");
+    dbSetText(row.failureReason, "19\rno path to " + word() + "\n82\rtry again\tlater\n");
     if (random_.oneIn(2))
         add<JMJobInfo_t2>(row, {"failureReason", "jobCategory", "currentPhaseName"});
     else

@@ -146,6 +146,7 @@ Filter::Filter(const std::string& text, const std::vector<Column>& columns) {
         break;
     case Type::kText:
     case Type::kItems:
+    case Type::kReasons:
         if (orders)
             refuse(about + column.name + " is a text, which = != ~ !~ compare");
         break;

@@ -41,13 +41,15 @@ std::string plain(const Value& value, Type type) {
     return time == 0 ? "" : UnixTimeToLocTimeString(static_cast<unsigned long>(time));
 }
 
-Json jsonOf(const Value& value) {
+Json jsonOf(const Value& value, Type type) {
     return std::visit(
-        [](const auto& held) -> Json {
+        [type](const auto& held) -> Json {
             if constexpr (std::is_same_v<decltype(held), const std::vector<Item>&>) {
+                const char* const number = type == Type::kReasons ? "code" : "id";
+                const char* const text = type == Type::kReasons ? "text" : "name";
                 Json all = Json::array();
                 for (const Item& item : held)
-                    all.push_back(item.id ? Json{{"id", *item.id}, {"name", item.text}} : Json(item.text));
+                    all.push_back(item.id ? Json{{number, *item.id}, {text, item.text}} : Json(item.text));
                 return all;
             } else {
                 return held;
@@ -59,7 +61,7 @@ Json jsonOf(const Value& value) {
 Json jsonOf(const Answer& answer, const Row& row, const Columns& columns) {
     Json object = Json::object();
     for (const std::size_t i : columns)
-        object[answer.columns[i].name] = jsonOf(row[i]);
+        object[answer.columns[i].name] = jsonOf(row[i], answer.columns[i].type);
     return object;
 }
 
@@ -111,6 +113,7 @@ std::string fieldsText(const Answer& answer) {
                 "\n";
     };
     for (const Row& row : answer.rows) {
+        text += text.empty() ? "" : "\n";
         for (std::size_t i = 0; i < row.size(); ++i) {
             const auto& [name, type, use] = answer.columns[i];
             const auto* const items = std::get_if<std::vector<Item>>(&row[i]);

@@ -7,7 +7,7 @@
 
 /// A list for a person: a line for each entity below a line of titles, each cut to `width` unless that is 0.
 std::string tableText(const Answer& answer, std::size_t width);
-/// One entity for a person: a line for each field, and for each item of one that has many.
+/// Entities for a person: a line for each field, and for each item of one that has many; an empty line between them.
 std::string fieldsText(const Answer& answer);
 /// RFC 4180 but for the line end, which is LF: names of columns, then the rows. An item of many is a line of its field.
 std::string csvText(const Answer& answer);

@@ -166,6 +166,14 @@ Answer describe(const std::string& user, const Asked& asked, const std::string& 
         {{toValue(user), toValue(asked.userId), toValue(asked.session.hostName), toValue(row.created), toValue(idle)}}};
 }
 
+bool areSessionsRequired() {
+    HubDatabase::clearLastFailure();
+    std::string value;
+    const int status = OVGlobalParam::get("VSDKSessionsRequired", value, nullptr);
+    throwDatabaseFailure(kSessionFetchFailed); // who cannot ask is not let in
+    return status == kDbOk && value != "0";
+}
+
 } // namespace
 
 const Kind& sessionKind() {
@@ -293,15 +301,16 @@ Answer purgeSessions() {
 }
 
 void admit(const hubdb::DatabaseUrl& url) {
-    HubDatabase::clearLastFailure();
-    std::string value;
-    const int status = OVGlobalParam::get("VSDKSessionsRequired", value, nullptr);
-    throwDatabaseFailure(kSessionFetchFailed); // who cannot ask is not let in
-    if (status != kDbOk || value == "0")
-        return;
+    if (areSessionsRequired())
+        userOf(url);
+}
+
+int userOf(const hubdb::DatabaseUrl& url) {
+    constexpr int kSystem = 0;
     const SessionFile file(url);
-    const auto login = file.read();
-    if (!login)
+    if (const auto login = file.read())
+        return use(file, *login, audit()).userId;
+    if (areSessionsRequired())
         refuseWithoutLogin();
-    use(file, *login, audit());
+    return kSystem;
 }

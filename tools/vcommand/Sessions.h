@@ -29,3 +29,7 @@ Answer purgeSessions();
 /// Lets a command go on: where the parameter "VSDKSessionsRequired" is set, and not to 0, only with a session, which is
 /// marked as used. Where none is required, none is looked at: a list needs to write nothing.
 void admit(const hubdb::DatabaseUrl& url);
+
+/// Whose eyes a command looks with: the user of the session that is kept, which is marked as used. Without one it is
+/// user 0, the system itself, unless a session is required.
+int userOf(const hubdb::DatabaseUrl& url);

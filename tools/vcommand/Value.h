@@ -24,7 +24,8 @@ enum class Type {
     kTime, ///< Unix seconds; 0: none
     kFlag,
     kText,
-    kItems
+    kItems,  ///< of a name, and an id where they have one
+    kReasons ///< the same of words and a code
 };
 
 enum class Use {

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -15,8 +17,10 @@
 #include "db/DBStatus.h"
 #include "db/HubDatabase.h"
 #include "vcommand/Commands.h"
+#include "vcommand/Jobs.h"
 #include "vcommand/Output.h"
 #include "vcommand/Sessions.h"
+#include "vcommand/Watch.h"
 
 namespace {
 
@@ -45,6 +49,8 @@ Examples:
   vcommand list snapshots --job 102
   vcommand show subclient default --client db01 --agenttype "SQL Database"
   vcommand show storagepolicy 1
+  vcommand jobs --type backup --client mail01 --watch
+  vcommand job 104 105
   vcommand login alice
 
 Exit codes:
@@ -78,12 +84,34 @@ class Command {
     virtual Answer run(const hubdb::DatabaseUrl& url) const = 0;
     /// Whether the answer is no list.
     virtual bool isAlone() const = 0;
+    /// Whether a person gets it field by field.
+    virtual bool isInFields() const { return isAlone(); }
+    /// The time between two answers of a command that is to go on; nothing: one answer is all.
+    virtual std::optional<std::chrono::seconds> interval() const { return std::nullopt; }
 
   protected:
     explicit Command(CLI::App* app) : app_(app) {}
 
     CLI::App* app_;
 };
+
+/// The options that choose, order and cut a list of a kind.
+void addArrangement(CLI::App& command, Arrangement::Words& words, const Kind& kind, CLI::Option* without = nullptr) {
+    const std::array options{
+        command.add_option("--filter", words.filters, "A condition that must hold, such as status!=0; may be repeated")
+            ->allow_extra_args(false),
+        command.add_option("--sort", words.sorts, "A column to sort by, with ',desc' backwards; may be repeated")
+            ->allow_extra_args(false),
+        addText(command, "--limit", words.limit, "How many to show at most"),
+        addText(command, "--columns", words.columns, "The columns to show, with commas between them")};
+    if (without != nullptr)
+        for (CLI::Option* const option : options)
+            option->excludes(without);
+    std::string names;
+    for (const Column& column : kind.columns(true, false))
+        names += (names.empty() ? "" : ", ") + column.name;
+    command.footer("Columns: " + names + "\n\n" + kFooter);
+}
 
 /// One `list` or `show` of a kind.
 class EntityCommand final : public Command {
@@ -135,16 +163,7 @@ class EntityCommand final : public Command {
         app_->add_flag("--no-properties", onlyIds_, "Read and show only ids")->disable_flag_override();
         if (std::string_view(scope_.kind.names.one) == "subclient")
             app_->add_flag("--all", scope_.all, "Also subclients that are otherwise left out")->disable_flag_override();
-        app_->add_option("--filter", words_.filters, "A condition that must hold, such as status!=0; may be repeated")
-            ->allow_extra_args(false);
-        app_->add_option("--sort", words_.sorts, "A column to sort by, with ',desc' backwards; may be repeated")
-            ->allow_extra_args(false);
-        addText(*app_, "--limit", words_.limit, "How many to show at most");
-        addText(*app_, "--columns", words_.columns, "The columns to show, with commas between them");
-        std::string names;
-        for (const Column& column : scope_.kind.columns(true, false))
-            names += (names.empty() ? "" : ", ") + column.name;
-        app_->footer("Columns: " + names + "\n\n" + kFooter);
+        addArrangement(*app_, words_, scope_.kind);
     }
 
     Scope scope_;
@@ -152,6 +171,79 @@ class EntityCommand final : public Command {
     bool onlyIds_ = false;
     Arrangement::Words words_;
     std::optional<Arrangement> arrangement_;
+};
+
+/// `jobs`: the running ones, their numbers, or both again and again.
+class JobsCommand final : public Command {
+  public:
+    explicit JobsCommand(CLI::App& parent) : Command(parent.add_subcommand("jobs", "List running jobs")) {
+        app_->add_option("--type", request_.types, "Only backup, restore or admin jobs; may be repeated")
+            ->allow_extra_args(false)
+            ->check(CLI::IsMember({"backup", "restore", "admin"}));
+        addText(*app_, "--client", request_.client, "The client, by id or name");
+        addText(*app_, "--agent,--agenttype", request_.agentType, "The agent type, by number or name");
+        addText(*app_, "--instance", request_.instance, "The instance, by id, or by name with --client");
+        addText(*app_, "--backupset", request_.backupSet, "The backup set, likewise");
+        addText(*app_, "--subclient", request_.subclient, "The subclient, likewise");
+        auto* const summary = app_->add_flag("--summary", summary_, "Show how many there are in which state");
+        summary->disable_flag_override();
+        addArrangement(*app_, words_, jobKind(), summary);
+        app_->add_flag("--watch", watch_, "Show it again and again, on a terminal, until Ctrl-C")
+            ->disable_flag_override();
+        app_->add_option("--interval", interval_, "Seconds between two looks of --watch")
+            ->check(CLI::Range(1, 3600))
+            ->needs("--watch");
+    }
+
+    void prepare() override {
+        arrangement_.emplace(words_, jobKind().columns(true, false));
+        if (watch_ && !tools::isTerminal(1))
+            throw tools::CommandError(tools::kExitUsage, "--watch needs a terminal", tools::kInvalidArgument);
+    }
+    bool isGuarded() const override { return false; } // it asks whose jobs are to be seen
+    Answer run(const hubdb::DatabaseUrl& url) const override {
+        return summary_ ? countJobs(url, request_) : listJobs(url, request_, *arrangement_);
+    }
+    bool isAlone() const override { return summary_; }
+    std::optional<std::chrono::seconds> interval() const override {
+        return watch_ ? std::optional(std::chrono::seconds(interval_)) : std::nullopt;
+    }
+
+  private:
+    JobsRequest request_;
+    bool summary_ = false;
+    bool watch_ = false;
+    int interval_ = 2;
+    Arrangement::Words words_;
+    std::optional<Arrangement> arrangement_;
+};
+
+/// `job`: some by their ids.
+class JobCommand final : public Command {
+  public:
+    explicit JobCommand(CLI::App& parent)
+        : Command(parent.add_subcommand("job", "Show jobs, running or finished, with their failure reasons")) {
+        app_->add_option("ID", given_, "Their ids")->type_name("")->required();
+    }
+
+    void prepare() override {
+        for (const std::string& text : given_) {
+            const auto id = tools::parseId(text);
+            if (!id || *id <= 0)
+                throw tools::CommandError(tools::kExitUsage, "'" + tools::shown(text) + "' is no job id",
+                                          tools::kInvalidArgument);
+            if (std::ranges::find(ids_, *id) == ids_.end())
+                ids_.push_back(*id);
+        }
+    }
+    bool isGuarded() const override { return false; }
+    Answer run(const hubdb::DatabaseUrl& url) const override { return showJobs(url, ids_); }
+    bool isAlone() const override { return false; }
+    bool isInFields() const override { return true; }
+
+  private:
+    std::vector<std::string> given_;
+    std::vector<int> ids_;
 };
 
 /// A command about the user's own session, or about all of them.
@@ -229,10 +321,10 @@ Json told(const tools::CommandError& failure) {
     return {{"code", failure.code}, {"message", message}, {"reason", failure.what()}};
 }
 
-std::string textOf(const Answer& answer, bool alone, bool csv) {
+std::string textOf(const Answer& answer, bool inFields, bool csv) {
     if (csv)
         return csvText(answer);
-    return alone ? fieldsText(answer) : tableText(answer, tools::isTerminal(1) ? tools::terminalWidth() : 0);
+    return inFields ? fieldsText(answer) : tableText(answer, tools::isTerminal(1) ? tools::terminalWidth() : 0);
 }
 
 /// The whole of standard output, for a command line that can be answered.
@@ -253,6 +345,8 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
     Commands commands;
     LoginRequest login;
     addEntityCommands(app, commands);
+    commands.push_back(std::make_unique<JobsCommand>(app));
+    commands.push_back(std::make_unique<JobCommand>(app));
     addSessionCommands(app, login, commands);
     if (const std::string information = tools::parseCommandLine(app, argc, argv); !information.empty())
         return json ? jsonText({{"text", information}}) : information;
@@ -263,6 +357,16 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
     const hubdb::DatabaseUrl url = connect(db);
     if (command.isGuarded())
         admit(url);
+    if (const auto interval = command.interval()) {
+        if (json || csv)
+            throw tools::CommandError(tools::kExitUsage, "--watch is for a person: without --json and --csv",
+                                      tools::kInvalidArgument);
+        watch(*interval, [&](std::size_t width) {
+            const Answer answer = command.run(url);
+            return command.isInFields() ? fieldsText(answer) : tableText(answer, width);
+        });
+        return "";
+    }
     const Answer answer = command.run(url);
     Json error;
     if (answer.incomplete) {
@@ -270,7 +374,7 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
         error = told(*answer.incomplete);
     }
     if (!json)
-        return textOf(answer, command.isAlone(), csv);
+        return textOf(answer, command.isInFields(), csv);
     if (!command.isAlone())
         return jsonListText(answer);
     Json document = jsonOf(answer);

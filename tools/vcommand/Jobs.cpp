@@ -1,0 +1,269 @@
+#include "vcommand/Jobs.h"
+
+#include <algorithm>
+#include <map>
+
+#include "Db/Tbl/APP_iDAType.h"
+#include "db/DBText.h"
+#include "db/EachRow.h"
+#include "db/HubDatabase.h"
+#include "jobs/VSDKJobInfo.h"
+#include "vcommand/Failures.h"
+#include "vcommand/Sessions.h"
+#include "vcommand/kinds/Kinds.h"
+
+namespace {
+
+constexpr int kJobNotVisible = 1026;
+constexpr int kFetchFailed = 1285;
+
+/// What is shown of a job.
+struct ShownJob {
+    _VSDK_Job job;
+    bool finished = false;
+    std::string description{};
+};
+
+std::vector<Item> reasonsOf(const ShownJob& shown) {
+    std::vector<Item> reasons;
+    for (const auto& [code, text] : shown.job.failureReasons)
+        reasons.push_back({text, code});
+    return reasons;
+}
+
+const std::vector<Field<ShownJob>>& fields() {
+    static const auto text = [](std::string _VSDK_Job::*member) {
+        return [member](const ShownJob& shown) { return shown.job.*member; };
+    };
+    static const std::vector<Field<ShownJob>> kFields{
+        {"operation", Use::kBrief, text(&_VSDK_Job::attr2)},
+        {"state", Use::kBrief, text(&_VSDK_Job::status)},
+        {"phase", Use::kBrief, text(&_VSDK_Job::attr5)},
+        {"client", Use::kBrief, text(&_VSDK_Job::attr6)},
+        {"destinationClient", Use::kDetail, text(&_VSDK_Job::attr15)},
+        {"agentType", Use::kBrief, text(&_VSDK_Job::attr7)},
+        {"instance", Use::kDetail, text(&_VSDK_Job::attr8)},
+        {"backupSet", Use::kDetail, text(&_VSDK_Job::attr9)},
+        {"subclient", Use::kBrief, text(&_VSDK_Job::attr10)},
+        {"level", Use::kBrief, text(&_VSDK_Job::backupLevel)},
+        {"user", Use::kBrief, text(&_VSDK_Job::attr16)},
+        {"started", Use::kDetail, Type::kTime, [](const ShownJob& shown) { return std::max(shown.job.attr35, 0); }},
+        {"failureReasons", Use::kDetail, Type::kReasons, &reasonsOf},
+        {"finished", Use::kAlone, &ShownJob::finished},
+        {"description", Use::kAlone, &ShownJob::description},
+    };
+    return kFields;
+}
+
+/// Jobs are in no place of the estate: only their columns are asked for.
+class JobKind final : public Kind {
+  public:
+    JobKind() : Kind({.one = "job", .many = "jobs", .fetchFailed = kFetchFailed}) {}
+    void list(const Path&, const Reading&, const Visit&) const override {}
+    int read(const Path&, int, const Visit&) const override { return kFetchFailed; }
+
+  private:
+    void addFields(std::vector<Column>& columns, bool alone) const override {
+        for (const auto& field : fields())
+            if (alone || field.column.use != Use::kAlone)
+                columns.push_back(field.column);
+    }
+};
+
+Row rowOf(const ShownJob& shown, bool alone) {
+    Row row{toValue(shown.job.jobId)};
+    for (const auto& field : fields())
+        if (alone || field.column.use != Use::kAlone)
+            row.push_back(field.value({}, shown));
+    return row;
+}
+
+/// Throws why an operation of the library's did not answer 0.
+void require(int code, const std::string& refusal) {
+    if (code == 0)
+        return;
+    throwDatabaseFailure(kFetchFailed);
+    throw tools::CommandError(tools::kExitFailed, refusal, code);
+}
+
+[[noreturn]] void throwNotFound(const std::string& reason) {
+    throw tools::CommandError(tools::kExitNotFound, reason, kFetchFailed);
+}
+
+// ---- which jobs
+
+int agentTypeOf(const std::string& given) {
+    if (const Selector agent(agentTypeKind(), given); agent.id)
+        return *agent.id;
+    APP_iDAType types(nullptr);
+    types.setIsolationType(4);
+    types.setWhere("name='%s'", dbText(given));
+    const int status = getOneRow(&types, false, -1, 0);
+    throwDatabaseFailure(kFetchFailed);
+    if (status != kDbOk)
+        throwNotFound("there is no agent type \"" + given + "\"");
+    return types.getDataPtr()->type;
+}
+
+/// The name of a client given by its id; a name is one already.
+std::string clientNameOf(const Selector& client) {
+    if (!client.id)
+        return client.text;
+    const auto found = clientKind().find(client);
+    throwDatabaseFailure(kFetchFailed);
+    if (!found || found->empty())
+        throwNotFound("there is no client " + client.text);
+    return found->front().name;
+}
+
+/// A query for the entities that are named, by their ids.
+VSDK_JobList queryFor(const JobsRequest& request) {
+    VSDK_JobList query(0, request.agentType ? agentTypeOf(*request.agentType) : 0, 0, 0, 0);
+    struct Level {
+        const Kind& kind;
+        const std::optional<std::string>& given;
+        std::string VSDK_JobList::*name;
+        int VSDK_JobList::*id;
+    };
+    const std::array levels{
+        Level{instanceKind(), request.instance, &VSDK_JobList::instanceName, &VSDK_JobList::instanceId},
+        Level{backupSetKind(), request.backupSet, &VSDK_JobList::backupsetName, &VSDK_JobList::backupsetId},
+        Level{subclientKind(), request.subclient, &VSDK_JobList::subclientName, &VSDK_JobList::subclientId},
+    };
+    VSDK_JobList names = query;
+    if (request.client)
+        names.clientName = clientNameOf(Selector(clientKind(), *request.client));
+    for (const Level& level : levels)
+        if (level.given)
+            if (const Selector selector(level.kind, *level.given); !selector.id)
+                names.*level.name = *level.given;
+    if (names.GetEntityIdFromNames() != 0) {
+        throwDatabaseFailure(kFetchFailed);
+        const bool several = names.errorText.starts_with("there are several");
+        throw tools::CommandError(several ? tools::kExitRefused : tools::kExitNotFound, names.errorText, kFetchFailed);
+    }
+    query.clientId = names.clientId;
+    for (const Level& level : levels) {
+        query.*level.id = names.*level.id;
+        if (level.given)
+            if (const Selector selector(level.kind, *level.given); selector.id)
+                query.*level.id = *selector.id;
+    }
+    return query;
+}
+
+int typesOf(const JobsRequest& request) {
+    int types = VSDK_JobList::kAllJobs;
+    for (const std::string& type : request.types)
+        types |= type == "backup"    ? VSDK_JobList::kBackupJobs
+                 : type == "restore" ? VSDK_JobList::kRestoreJobs
+                                     : VSDK_JobList::kAdminJobs;
+    return types;
+}
+
+/// Asks for the jobs, which the query then holds.
+VSDK_JobList ask(const hubdb::DatabaseUrl& url, const JobsRequest& request) {
+    HubDatabase::clearLastFailure();
+    const int user = userOf(url);
+    VSDK_JobList query = queryFor(request);
+    std::vector<_VSDK_Job> jobs;
+    require(query.FetchJobList(jobs, typesOf(request), user), "the job manager's answer cannot be read");
+    return query;
+}
+
+// ---- single jobs
+
+[[noreturn]] void refuseToShow(int jobId) {
+    throw tools::CommandError(tools::kExitRefused, "job " + std::to_string(jobId) + " is not yours to see",
+                              kJobNotVisible);
+}
+
+/// Those of the jobs that are running.
+std::map<int, ShownJob> runningOnes(const std::vector<int>& jobIds, int user) {
+    VSDK_JobList query(std::vector<long long>(jobIds.begin(), jobIds.end()), "", 0, "", "", "");
+    std::vector<_VSDK_Job> jobs;
+    const int code = query.FetchJobList(jobs, VSDK_JobList::kAllJobs, user);
+    constexpr int kOnce = 3;
+    if (code == kJobNotVisible)
+        for (const int jobId : jobIds)
+            if (query.isJobVisibleForThisUser(jobId, user, kOnce) == 0 && query.getDescription(jobId) == 0)
+                refuseToShow(jobId);
+    require(code, "the job manager's answer cannot be read");
+    std::map<int, ShownJob> running;
+    for (_VSDK_Job& job : jobs)
+        running.emplace(job.jobId, ShownJob{std::move(job)});
+    return running;
+}
+
+ShownJob finishedOne(int jobId, int user) {
+    VSDK_JobList query(jobId, "", 0, "", "", "");
+    const bool known = query.getDescription(jobId) == 0;
+    throwDatabaseFailure(kFetchFailed);
+    if (!known)
+        throwNotFound("there is no job " + std::to_string(jobId));
+    constexpr int kOnce = 3;
+    const bool visible = query.isJobVisibleForThisUser(jobId, user, kOnce) != 0;
+    throwDatabaseFailure(kFetchFailed);
+    if (!visible)
+        refuseToShow(jobId);
+    auto running = runningOnes({jobId}, user); // begun meanwhile
+    ShownJob shown = running.empty() ? ShownJob{} : std::move(running.at(jobId));
+    shown.job.jobId = jobId;
+    shown.finished = running.empty();
+    if (shown.finished)
+        shown.job.status = "Finished";
+    return shown;
+}
+
+} // namespace
+
+const Kind& jobKind() {
+    static const JobKind kKind;
+    return kKind;
+}
+
+Answer listJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request, const Arrangement& arrangement) {
+    VSDK_JobList query = ask(url, request);
+    Answer answer{jobKind(), jobKind().columns(true, false), {}, arrangement.columns()};
+    for (_VSDK_Job& job : query.jobs)
+        if (Row row = rowOf({std::move(job)}, false); arrangement.passes(row))
+            answer.rows.push_back(std::move(row));
+    arrangement.arrange(answer.rows);
+    return answer;
+}
+
+Answer countJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request) {
+    const VSDK_JobList query = ask(url, request);
+    static const NumberKind kSummary({.one = "summary", .many = "summaries"});
+    Answer answer{kSummary, {}, {Row{}}};
+    const auto add = [&answer](const char* name, int count) {
+        answer.columns.push_back({name, Type::kNumber, Use::kBrief});
+        answer.rows.front().push_back(toValue(count));
+    };
+    const _VSDK_JobSummary& counted = query.summary;
+    add("running", counted.running);
+    add("pending", counted.pending);
+    add("waiting", counted.waiting);
+    add("suspended", counted.suspended);
+    add("queued", counted.queued);
+    add("other", static_cast<int>(query.jobs.size()) - counted.running - counted.pending - counted.waiting -
+                     counted.suspended - counted.queued);
+    return answer;
+}
+
+Answer showJobs(const hubdb::DatabaseUrl& url, const std::vector<int>& jobIds) {
+    HubDatabase::clearLastFailure();
+    const int user = userOf(url);
+    auto running = runningOnes(jobIds, user);
+    Answer answer{jobKind(), jobKind().columns(true, true), {}};
+    for (const int jobId : jobIds) {
+        const auto found = running.find(jobId);
+        ShownJob shown = found == running.end() ? finishedOne(jobId, user) : found->second;
+        VSDK_JobList query(jobId, "", 0, "", "", "");
+        if (query.getDescription(jobId) == 0)
+            shown.description = query.description;
+        throwDatabaseFailure(kFetchFailed);
+        answer.rows.push_back(rowOf(shown, true));
+    }
+    return answer;
+}
