@@ -3,8 +3,11 @@
 #include <array>
 #include <functional>
 #include <limits>
+#include <set>
 #include <vector>
 
+#include "Db/Tbl/APP_Client.h"
+#include "Db/Tbl/UMJobVisibility.h"
 #include "Db/Tbl/UMUsers.h"
 #include "Db/Tbl/UMVSDKSessions.h"
 #include "Db/Tbl/ZXGlobalParam.h"
@@ -208,6 +211,80 @@ Answer listUsers(const hubdb::DatabaseUrl& url) {
                       formOf(row.password), row.description.bytes});
     }));
     return {table.text(tools::isTerminal(1) ? tools::terminalWidth() : 0)};
+}
+
+// ---- whose jobs a user sees
+
+namespace {
+
+constexpr int kEveryClient = 0;
+
+/// The id of a client that is named, or given by its id.
+int clientOf(const std::string& given, DBtran* transaction) {
+    APP_Client client(transaction);
+    client.setIsolationType(4);
+    const auto id = tools::parseId(given);
+    if (id)
+        client.setWhere("id=%d", *id);
+    else
+        client.setWhere("name='%s'", dbText(given));
+    const int status = getOneRow(&client, false, -1, 0);
+    if (status == kDbNoRow)
+        throw tools::CommandError(tools::kExitNotFound, "there is no client " + quoted(given));
+    Connected::require(status);
+    return client.getDataPtr()->id;
+}
+
+void showJobsOf(int userId, int clientId, DBtran* transaction) {
+    UMJobVisibility visibility(transaction);
+    visibility.getDataPtr()->userId = userId;
+    visibility.getDataPtr()->clientId = clientId;
+    Connected::require(visibility.rowInsert(false));
+}
+
+/// The clients by name, in the order of their ids; one that is gone by its id.
+std::string visibleClients(int userId) {
+    UMJobVisibility visibility(nullptr);
+    visibility.setIsolationType(4);
+    visibility.setWhere("userId=%d", userId);
+    std::string clients;
+    Connected::require(eachRow(visibility, [&clients](const UMJobVisibility_t& row) {
+        APP_Client client(nullptr);
+        client.setIsolationType(4);
+        client.setWhere("id=%d", row.clientId);
+        const bool named = row.clientId != kEveryClient && getOneRow(&client, false, -1, 0) == kDbOk;
+        clients += clients.empty() ? "the jobs of " : ", ";
+        clients += row.clientId == kEveryClient ? "all clients"
+                   : named                      ? tools::escaped(client.getDataPtr()->name)
+                                                : std::to_string(row.clientId);
+    }));
+    return clients.empty() ? "no jobs" : clients;
+}
+
+} // namespace
+
+Answer setVisibleJobs(const hubdb::DatabaseUrl& url, const std::string& login, const VisibleJobs& visible) {
+    const Connected connected(url);
+    UMUsers user(nullptr);
+    findUser(user, login);
+    const int userId = user.getDataPtr()->id;
+    if (visible.all || visible.none || !visible.clients.empty()) {
+        DBtran transaction;
+        Connected::require(transaction.startTran());
+        UMJobVisibility before(&transaction);
+        before.setWhere("userId=%d", userId);
+        if (const int status = before.rowDelete(); status != kDbNoRow)
+            Connected::require(status);
+        std::set<int> clients;
+        for (const std::string& client : visible.clients)
+            clients.insert(clientOf(client, &transaction));
+        if (visible.all)
+            clients = {kEveryClient};
+        for (const int client : clients)
+            showJobsOf(userId, client, &transaction);
+        Connected::require(transaction.commitTran());
+    }
+    return {tools::escaped(quoted(login)) + " sees " + visibleClients(userId) + "\n"};
 }
 
 // ---- parameters

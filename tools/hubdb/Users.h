@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "common/Secret.h"
 #include "hubdb/Commands.h"
@@ -20,6 +21,15 @@ Answer setUserPassword(const hubdb::DatabaseUrl& url, const std::string& login, 
 /// Lets a user log in or not; whoever may not has no session any more.
 Answer enableUser(const hubdb::DatabaseUrl& url, const std::string& login, bool enabled);
 Answer listUsers(const hubdb::DatabaseUrl& url);
+
+/// Whose jobs a user is to see.
+struct VisibleJobs {
+    std::vector<std::string> clients; ///< ids or names
+    bool all = false;
+    bool none = false;
+};
+/// Replaces what the user may see, unless nothing is said; tells what it is then.
+Answer setVisibleJobs(const hubdb::DatabaseUrl& url, const std::string& login, const VisibleJobs& visible);
 
 Answer setParameter(const hubdb::DatabaseUrl& url, const std::string& name, const std::string& value);
 Answer getParameter(const hubdb::DatabaseUrl& url, const std::string& name);

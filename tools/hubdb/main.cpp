@@ -51,6 +51,7 @@ struct Request {
     std::vector<std::string> operandNames; ///< of the command that is given
     EstateSize size;
     NewUser user;
+    VisibleJobs visible;
     tools::PasswordSource password;
     std::function<Answer(const hubdb::DatabaseUrl& url)> command;
 };
@@ -175,6 +176,16 @@ std::string parse(int argc, char** argv, Request& request) {
                [&](const hubdb::DatabaseUrl& url) { return enableUser(url, operands[0], false); });
     addCommand(user, "enable", "Let a disabled user log in again", {login},
                [&](const hubdb::DatabaseUrl& url) { return enableUser(url, operands[0], true); });
+    CLI::App* const jobs =
+        addCommand(user, "jobs", "Show or set whose running jobs a user may see", {login},
+                   [&](const hubdb::DatabaseUrl& url) { return setVisibleJobs(url, operands[0], request.visible); });
+    auto* const clients = jobs->add_option("--client", request.visible.clients,
+                                           "Those of this client, by id or name, and no others; may be repeated")
+                              ->allow_extra_args(false);
+    auto* const all = jobs->add_flag("--all", request.visible.all, "Those of all clients")
+                          ->disable_flag_override()
+                          ->excludes(clients);
+    jobs->add_flag("--none", request.visible.none, "None")->disable_flag_override()->excludes(clients)->excludes(all);
     addCommand(user, "list", "All users", {}, listUsers);
 
     CLI::App& param = *app.add_subcommand("param", "Global parameters (docs/sessions.md)")->require_subcommand(1);

@@ -70,7 +70,7 @@ BEGIN
         RAISE EXCEPTION 'the request is not %', root;
     END IF;
     RETURN (SELECT json_object_agg(CASE WHEN id ~ '^-?[0-9]+$' THEN CAST(id AS integer) END, 1)
-            FROM unnest(xpath($2, document)) list, string_to_table(CAST(list AS text), ' ') id);
+            FROM unnest(xpath($2, document)) list, unnest(string_to_array(CAST(list AS text), ' ')) id);
 END)"};
 }
 
