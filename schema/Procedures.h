@@ -11,12 +11,12 @@ namespace hubdb {
 /// Beside what both engines know, a text may call:
 ///
 ///   hubXmlIds(xml, path)  the whole numbers, blanks between them, in the attributes at a path such as
-///   '/Users/User/@Id',
-///                      as the members of a JSON object; NULL for none. Fails for what is not well-formed, for another
-///                      root element, and for a number of more than 32 bits or none.
+///                         '/Users/User/@Id', as the members of a JSON object; NULL for none. Fails for what is not
+///                         well-formed, has a document type or another root element, and for what is no number of 32
+///                         bits. Limits, and what is taken beside plain UTF-8 without namespaces, are the engine's.
 ///   hubXmlText(text)      a text as the value of an attribute in double quotes, escaped as messages are
 ///
-/// An engine that lacks string_agg(text, '') or format() gets them as well.
+/// and string_agg(text, separator), which older versions of SQLite do not have.
 struct ProcedureText {
     std::string_view name; ///< in the database
     const char* inputs;    ///< their types, "integer" or "text"

@@ -14,8 +14,8 @@ enum OVJobCategory : int {
 /// What the job manager knows of operations. Any thread.
 class VSDKPLATFORM_API OVManageDBForJM {
   public:
-    /// Backups are 4, 14, 18, 30, 43, 59, 60 and 65; restores 5, 15, 19, 31, 44, 61 and 66; every other type from 1 to
-    /// 154 is administrative. kAnyCategory for what is no operation type.
+    /// Backups and restores are those of schema/OperationTypes.h; every other type from 1 to 154 is administrative.
+    /// kAnyCategory for what is no operation type.
     static OVJobCategory getJobCategoryFromOpType(OVOpType type);
 };
 

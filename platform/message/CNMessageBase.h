@@ -1,40 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "PlatformExport.h"
 #include "message/MessageStatus.h"
 
-struct MessageType;
-
-enum class MessageFieldKind : std::uint8_t {
-    kInt32,
-    kInt64,
-    kText,     ///< bytes, any
-    kIntList,  ///< of 32 bits
-    kMessage,  ///< one child
-    kMessages, ///< any number of children
-};
-
-/// A field of a message: an attribute, or one or more child elements.
-struct MessageField {
-    int number;       ///< by which programs know it: an integer and a text may have the same
-    const char* name; ///< of the attribute, or of the child's element
-    MessageFieldKind kind;
-    bool required = false;              ///< a message without it is neither written nor read
-    const MessageType* child = nullptr; ///< of kMessage and kMessages
-};
-
-/// A type of message. All types live as long as the process (JobMessages.h, LoginMessages.h).
-struct MessageType {
-    int tag;
-    const char* name; ///< of the root element
-    bool oldWay;      ///< of the older kind, whose passwords travel as plain attributes
-    std::span<const MessageField> fields;
-};
+struct MessageField;
+struct MessageType; // MessageTypes.h
 
 /// A message: values of the fields of its type, each set or not. The classes that derive from it only choose the type.
 ///

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <array>
-#include <utility>
+#include <cstddef>
 
 #include "PlatformExport.h"
 #include "message/CNMessageBase.h"
@@ -31,7 +30,7 @@ class VSDKPLATFORM_API GenericEntity : public CNMessageBase {
 
 namespace JobManager {
 
-/// Which running jobs are asked for: those that pass all that is set.
+/// Which running jobs are asked for: those that pass all that is set. An empty list is as one that is not set.
 class VSDKPLATFORM_API JobFilter : public CNMessageBase {
   public:
     enum Field : int {
@@ -76,8 +75,11 @@ class VSDKPLATFORM_API JobResponseVSDK : public CNMessageBase {
         kCategory = 50           ///< integer: OVJobCategory
     };
     JobResponseVSDK();
-    /// Takes over a message of this type.
-    explicit JobResponseVSDK(CNMessageBase&& message) : CNMessageBase(std::move(message)) {}
+    /// Takes over a message of this type; of another one nothing.
+    explicit JobResponseVSDK(CNMessageBase&& message);
+
+    /// A longer failure reason is not read: each of its words may be the end of many reasons.
+    static constexpr std::size_t kFailureReasonBytesMax = 4096;
 };
 
 /// The answer.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "message/JobMessages.h"
 #include "message/LoginMessages.h"
@@ -48,7 +49,7 @@ constexpr std::array kJobResponseVSDKFields{
     MessageField{Job::kInstance, "instance", Kind::kText},
     MessageField{Job::kBackupSet, "backupSet", Kind::kText},
     MessageField{Job::kSubclient, "subclient", Kind::kText},
-    MessageField{Job::kFailureReason, "failureReason", Kind::kText},
+    MessageField{Job::kFailureReason, "failureReason", Kind::kText, false, nullptr, Job::kFailureReasonBytesMax},
     MessageField{Job::kDestinationClient, "destinationClient", Kind::kText},
     MessageField{Job::kUserName, "userName", Kind::kText},
     MessageField{Job::kStartTime, "startTime", Kind::kInt64},
@@ -106,5 +107,8 @@ OvEntities::GenericEntity::GenericEntity() : CNMessageBase(kGenericEntityType) {
 JobManager::JobFilter::JobFilter() : CNMessageBase(kJobFilterType) {}
 JobManager::JobListRequest::JobListRequest() : CNMessageBase(kJobListRequestType) {}
 ZorvanUtilities::JobResponseVSDK::JobResponseVSDK() : CNMessageBase(kJobResponseVSDKType) {}
+ZorvanUtilities::JobResponseVSDK::JobResponseVSDK(CNMessageBase&& message)
+    : CNMessageBase(&message.type() == &kJobResponseVSDKType ? std::move(message)
+                                                             : CNMessageBase(kJobResponseVSDKType)) {}
 ZorvanUtilities::JobListResponseVSDK::JobListResponseVSDK() : CNMessageBase(kJobListResponseVSDKType) {}
 EvMgrs::LoginRequest::LoginRequest() : CNMessageBase(kLoginRequestType) {}

@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "message/CNMessageBase.h"
+#include "message/MessageTypes.h"
 
 /// What a field is set to; nothing: not set.
 struct CNMessageBase::Value {

@@ -36,10 +36,6 @@ bool readList(std::string_view text, std::vector<std::int32_t>& list) {
     return true;
 }
 
-bool isChild(const MessageField& field) {
-    return field.kind == MessageFieldKind::kMessage || field.kind == MessageFieldKind::kMessages;
-}
-
 } // namespace
 
 /// Fills messages from the elements that it hears of.
@@ -62,7 +58,7 @@ class XMLDecoder::Reader : public hubxml::ElementListener {
             CNMessageBase& parent = *open_.back();
             std::size_t from = 0;
             const MessageField* const field = findField(parent.type().fields, from, name);
-            if (field == nullptr || !isChild(*field)) {
+            if (field == nullptr || !field->isChild()) {
                 unknown_ = 1;
                 return kMessageOk;
             }
@@ -82,9 +78,9 @@ class XMLDecoder::Reader : public hubxml::ElementListener {
             --unknown_;
             return kMessageOk;
         }
-        const CNMessageBase& message = *open_.back();
+        CNMessageBase& message = *open_.back();
         for (const MessageField& field : message.type().fields)
-            if (field.required && !valueOf(*open_.back(), field).isSet())
+            if (field.required && !valueOf(message, field).isSet())
                 return kMessageIncomplete;
         open_.pop_back();
         return kMessageOk;
@@ -101,32 +97,29 @@ class XMLDecoder::Reader : public hubxml::ElementListener {
         std::size_t from = 0;
         for (; !attributes.atEnd(); attributes.next()) {
             const MessageField* const field = findField(message.type().fields, from, attributes.name());
-            if (field != nullptr && !isChild(*field) &&
-                !readValue(*field, attributes.value(), valueOf(message, *field)))
-                return kMessageBadValue;
+            if (field == nullptr || field->isChild())
+                continue;
+            if (const int status = readValue(*field, attributes.value(), valueOf(message, *field));
+                status != kMessageOk)
+                return status;
         }
         return kMessageOk;
     }
 
-    static bool readValue(const MessageField& field, std::string_view text, CNMessageBase::Value& value) {
-        std::int32_t narrow = 0;
-        switch (field.kind) {
-        case MessageFieldKind::kInt32:
-            if (!hubxml::readNumber(text, narrow))
-                return false;
-            value.held = std::int64_t{narrow};
-            return true;
-        case MessageFieldKind::kInt64:
-            return hubxml::readNumber(text, value.held.emplace<std::int64_t>());
-        case MessageFieldKind::kText:
-            return hubxml::readText(text, value.held.emplace<std::string>());
-        case MessageFieldKind::kIntList:
-            return readList(text, value.held.emplace<std::vector<std::int32_t>>());
-        case MessageFieldKind::kMessage:
-        case MessageFieldKind::kMessages:
-            break;
+    static int readValue(const MessageField& field, std::string_view text, CNMessageBase::Value& value) {
+        bool isRead = false;
+        if (field.kind == MessageFieldKind::kText) {
+            isRead = hubxml::readText(text, value.held.emplace<std::string>());
+            if (isRead && value.get<std::string>()->size() > field.bytesMax)
+                return kMessageTooLarge;
+        } else if (field.kind == MessageFieldKind::kIntList) {
+            isRead = readList(text, value.held.emplace<std::vector<std::int32_t>>());
+        } else {
+            auto& number = value.held.emplace<std::int64_t>();
+            isRead = hubxml::readNumber(text, number) &&
+                     (field.kind == MessageFieldKind::kInt64 || std::in_range<std::int32_t>(number));
         }
-        return false;
+        return isRead ? kMessageOk : kMessageBadValue;
     }
 
     const MessageType* type_;

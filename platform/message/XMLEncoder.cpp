@@ -21,9 +21,7 @@ class XMLEncoder::Writer {
   public:
     explicit Writer(std::string& text) : text_(text) {}
 
-    int write(const CNMessageBase& message, const char* element, std::size_t depth) {
-        if (depth > hubxml::kDepthMax)
-            return kMessageTooLarge;
+    int write(const CNMessageBase& message, const char* element) {
         (text_ += '<') += element;
         if (message.values_.size() != message.type().fields.size())
             return kMessageIncomplete; // it was moved away
@@ -34,7 +32,7 @@ class XMLEncoder::Writer {
             const auto& value = message.values_[index++];
             if (field.required && !value.isSet())
                 return kMessageIncomplete;
-            if (isChild(field))
+            if (field.isChild())
                 children = children || value.isSet();
             else if (value.isSet() && (status = writeAttribute(field.name, value)) != kMessageOk)
                 return status;
@@ -50,7 +48,7 @@ class XMLEncoder::Writer {
             if (messages == nullptr)
                 continue;
             for (const CNMessageBase& child : *messages)
-                if ((status = write(child, field.name, depth + 1)) != kMessageOk)
+                if ((status = write(child, field.name)) != kMessageOk)
                     return status;
         }
         ((text_ += "</") += element) += '>';
@@ -58,10 +56,6 @@ class XMLEncoder::Writer {
     }
 
   private:
-    static bool isChild(const MessageField& field) {
-        return field.kind == MessageFieldKind::kMessage || field.kind == MessageFieldKind::kMessages;
-    }
-
     int writeAttribute(const char* name, const CNMessageBase::Value& value) {
         ((text_ += ' ') += name) += "=\"";
         const std::size_t begin = text_.size();
@@ -89,5 +83,5 @@ class XMLEncoder::Writer {
 int XMLEncoder::serialize(const CNMessageBase* message, std::string& text, int /*options*/) {
     if (message == nullptr)
         return kMessageIncomplete;
-    return Writer(text).write(*message, message->type().name, 1);
+    return Writer(text).write(*message, message->type().name);
 }

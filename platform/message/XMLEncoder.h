@@ -10,8 +10,8 @@
 /// whitespace between elements and without a declaration. Any thread.
 class VSDKPLATFORM_API XMLEncoder {
   public:
-    /// Appends the message to `text`. 0, or a MessageStatus: a field that must be set is not, a value is beyond what
-    /// XMLDecoder reads; `text` then ends where the fault was met. `options` is not used.
+    /// Appends the message to `text`. 0, or a MessageStatus: a field that must be set is not, or an attribute, as it is
+    /// written, is longer than 4 MiB; `text` then ends where the fault was met. `options` is not used.
     static int serialize(const CNMessageBase* message, std::string& text, int options);
 
   private:

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <memory>
-#include <new>
 #include <type_traits>
 
 namespace hubxml {
@@ -29,7 +28,7 @@ struct Reading {
             return;
         try {
             status = step();
-        } catch (const std::bad_alloc&) {
+        } catch (...) { // of lack of memory
             status = kMessageNoMemory;
         }
         if (status != kMessageOk)
@@ -68,6 +67,8 @@ struct Reading {
 int readDocument(std::string_view text, ElementListener& listener) {
     if (text.size() > kDocumentBytesMax)
         return kMessageTooLarge;
+    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF") || text.substr(0, 2).find('\0') != text.npos)
+        return kMessageMalformed; // whatever the parser is told, it would take this for UTF-16
     const ParserHandle parser(XML_ParserCreate("UTF-8"));
     if (parser == nullptr)
         return kMessageNoMemory;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "Db/Tbl/GetEntitiesIds.h"
@@ -87,9 +88,20 @@ _VSDK_Job jobOf(Response& response, int category, Response::Field sourceClient) 
     return job;
 }
 
-/// A text that is no message, for a log: with passwords masked in every way that they may be written.
+/// A text that is no message, for a log: up to the first password that is not an attribute that can be masked.
 std::string masked(const std::string& text) {
-    return filterPassword(filterPasswordAttrBased(text));
+    constexpr std::string_view kWord = "password";
+    constexpr std::string_view kMasked = "=\"****\"";
+    std::string shown = filterPasswordAttrBased(text);
+    std::string lowerCase = shown;
+    std::ranges::transform(lowerCase, lowerCase.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    for (std::size_t at = 0; (at = lowerCase.find(kWord, at)) != std::string::npos; at += kMasked.size()) {
+        at += kWord.size();
+        if (lowerCase.compare(at, kMasked.size(), kMasked) != 0)
+            return shown.substr(0, at) + " ...";
+    }
+    return shown;
 }
 
 } // namespace
@@ -330,10 +342,11 @@ int VSDK_JobList::getJobsFromDB(int userId, OVJobCategory category, std::vector<
         return code;
     }
     std::vector<CNMessageBase> answers = response.takeMessages(ZorvanUtilities::JobListResponseVSDK::kJobs);
-    out->clear();
-    out->reserve(answers.size());
+    std::vector<Response> answered;
+    answered.reserve(answers.size());
     for (CNMessageBase& job : answers)
-        out->emplace_back(std::move(job));
+        answered.emplace_back(std::move(job));
+    *out = std::move(answered);
     return 0;
 }
 

@@ -52,8 +52,9 @@ struct _VSDK_JobSummary {
 ///
 /// The job manager's procedure is asked once for each type of job, or once for a list of job ids. Operations return 0
 /// or a code: 1285 or 1026 of common/VSDKErrors.h, -1 when the procedure failed (HubDatabase::lastFailure tells why),
-/// or a MessageStatus below -2000 when its answer cannot be read. A job that the user may not see is left out of a
-/// list, and ends a query by job ids with 1026. User 0 is the system, which sees every job.
+/// or a status of message/MessageStatus.h, all below -2000, when its answer cannot be read or the job ids take more
+/// than 4 MiB. A job that the user may not see is left out of a list, and ends a query by job ids with 1026. User 0 is
+/// the system, which sees every job.
 class VSDKDB_API VSDK_JobList : public VSDKDB_Base {
   public:
     enum JobTypes : int { kAllJobs = 0, kAdminJobs = 1, kBackupJobs = 2, kRestoreJobs = 4 };
@@ -88,8 +89,8 @@ class VSDKDB_API VSDK_JobList : public VSDKDB_Base {
 
     /// Sets names and agent type, appends the job ids, and chooses the mode: by job ids when the first of them is not
     /// 0, whatever the others are; else by names when there is a name or an agent type of 1 or more; else by entity
-    /// ids, all of them 0. Below a client, a subclient or backup set without an instance is one of
-    /// "DefaultInstanceName", and a subclient without a backup set one of "defaultBackupSet".
+    /// ids, all of them 0. With a name of a subclient or backup set, an instance without a
+    /// name is "DefaultInstanceName", and a backup set without one "defaultBackupSet".
     void initialize(std::vector<long long> ids, std::string client, int agent, std::string instance,
                     std::string backupset, std::string subclient);
 
@@ -119,7 +120,8 @@ class VSDKDB_API VSDK_JobList : public VSDKDB_Base {
     /// description: no such job, or it could not be read.
     int getDescription(long long jobId);
 
-    /// The job manager's answers for a category, kAnyCategory for all, also those of jobs that the user may not see.
+    /// The job manager's answers for a category, kAnyCategory for all, also those of jobs that the user may not see
+    /// (message/JobMessages.h, jobmgr/OVManageDBForJM.h).
     /// `out` is replaced on success; 1 when it is null.
     int getJobsFromDB(int userId, OVJobCategory category, std::vector<ZorvanUtilities::JobResponseVSDK>* out);
 

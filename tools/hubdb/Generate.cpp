@@ -583,7 +583,7 @@ void Estate::addRunningJob(int jobId, bool isBackup) {
     row.percentcomplete = random_.below(100);
     row.opUsername = text("user-" + std::to_string(row.userId));
     row.libraryList = nullText();
-    row.jobCategory = random_.below(4);
+    row.jobCategory = isBackup ? 1 : 2; // NULL in every other row
     dbSetText(row.failureReason, "19\rno path to " + word() + "\n82\rtry again\tlater\n");
     if (random_.oneIn(2))
         add<JMJobInfo_t2>(row, {"failureReason", "jobCategory", "currentPhaseName"});

@@ -63,14 +63,22 @@ Definition xmlText() {
 Definition xmlIds() {
     return {"hubXmlIds", "text, text", "json", "plpgsql", "STABLE", R"(
 DECLARE
-    document xml := XMLPARSE(DOCUMENT $1);
     root text := split_part($2, '/', 2);
+    document xml;
+    ids text[];
 BEGIN
-    IF $1 ~ '<!DOCTYPE' OR NOT xpath_exists('/' || root, document) THEN
-        RAISE EXCEPTION 'the request is not %', root;
+    IF $1 ~ '^(\s|<\?.*?\?>|<!--.*?-->)*<!DOCTYPE' THEN -- before its entities are expanded
+        RAISE EXCEPTION 'the request is refused: it has a document type';
     END IF;
-    RETURN (SELECT json_object_agg(CASE WHEN id ~ '^-?[0-9]+$' THEN CAST(id AS integer) END, 1)
-            FROM unnest(xpath($2, document)) list, unnest(string_to_array(CAST(list AS text), ' ')) id);
+    document := XMLPARSE(DOCUMENT $1);
+    IF NOT xpath_exists('/' || root, document) THEN
+        RAISE EXCEPTION 'the request is refused: it is another message than %', root;
+    END IF;
+    ids := ARRAY(SELECT id FROM unnest(xpath($2, document)) list, unnest(string_to_array(CAST(list AS text), ' ')) id);
+    IF EXISTS (SELECT FROM unnest(ids) id WHERE id !~ '^-?[0-9]+$') THEN
+        RAISE EXCEPTION 'the request is refused: a value in it cannot be read';
+    END IF;
+    RETURN (SELECT json_object_agg(CAST(id AS integer), 1) FROM unnest(ids) id);
 END)"};
 }
 

@@ -32,7 +32,7 @@ void answer(sqlite3_context* context, std::string_view text) {
 template <class Work> void guarded(sqlite3_context* context, const Work& work) noexcept {
     try {
         work();
-    } catch (const std::bad_alloc&) {
+    } catch (...) { // of lack of memory
         sqlite3_result_error_nomem(context);
     }
 }
@@ -55,10 +55,13 @@ void xmlText(sqlite3_context* context, int /*arguments*/, sqlite3_value** values
     guarded(context, [&] {
         if (sqlite3_value_type(values[0]) == SQLITE_NULL)
             return;
+        constexpr std::size_t kKept = 4096;
         thread_local std::string escaped; // a list asks for it ten times a row
         escaped.clear();
         hubxml::appendText(escaped, textOf(values[0]));
         answer(context, escaped);
+        if (escaped.size() > kKept)
+            escaped = {};
     });
 }
 
@@ -132,7 +135,7 @@ void xmlIds(sqlite3_context* context, int /*arguments*/, sqlite3_value** values)
     });
 }
 
-/// string_agg(text, ''): the texts of a group, one behind the other.
+/// string_agg(text, separator): the texts of a group.
 void addText(sqlite3_context* context, int /*arguments*/, sqlite3_value** values) {
     auto** const text = static_cast<std::string**>(sqlite3_aggregate_context(context, sizeof(std::string*)));
     guarded(context, [&] {
@@ -140,6 +143,8 @@ void addText(sqlite3_context* context, int /*arguments*/, sqlite3_value** values
             throw std::bad_alloc();
         if (*text == nullptr)
             *text = new std::string();
+        else
+            **text += textOf(values[1]);
         **text += textOf(values[0]);
     });
 }
