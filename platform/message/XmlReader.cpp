@@ -53,6 +53,14 @@ struct Reading {
     static void refuse(void* self, const char* /*name*/, const char* /*system*/, const char* /*public*/, int) {
         static_cast<Reading*>(self)->take([] { return kMessageMalformed; });
     }
+    /// The parser takes any version, XML 1.0 those of 1 alone.
+    static void declaration(void* self, const char* version, const char* /*encoding*/, int /*standalone*/) {
+        const std::string_view given(version);
+        constexpr std::string_view kOne = "1.";
+        if (!given.starts_with(kOne) || given == kOne ||
+            given.find_first_not_of("0123456789", kOne.size()) != std::string_view::npos)
+            static_cast<Reading*>(self)->take([] { return kMessageMalformed; });
+    }
     static bool areWithinLimits(const char** attributes) {
         std::size_t count = 0;
         for (Attributes given(attributes); !given.atEnd(); given.next())
@@ -62,19 +70,26 @@ struct Reading {
     }
 };
 
+/// Which the parser tells by the first bytes, whatever encoding it is told.
+bool isUtf16(std::string_view text) {
+    return text.starts_with("\xFE\xFF") || text.starts_with("\xFF\xFE") ||
+           text.substr(0, 2).find('\0') != std::string_view::npos;
+}
+
 } // namespace
 
 int readDocument(std::string_view text, ElementListener& listener) {
     if (text.size() > kDocumentBytesMax)
         return kMessageTooLarge;
-    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF") || text.substr(0, 2).find('\0') != text.npos)
-        return kMessageMalformed; // whatever the parser is told, it would take this for UTF-16
+    if (isUtf16(text))
+        return kMessageMalformed;
     const ParserHandle parser(XML_ParserCreate("UTF-8"));
     if (parser == nullptr)
         return kMessageNoMemory;
     Reading reading{parser.get(), listener};
     XML_SetUserData(parser.get(), &reading);
     XML_SetElementHandler(parser.get(), &Reading::start, &Reading::end);
+    XML_SetXmlDeclHandler(parser.get(), &Reading::declaration);
     XML_SetStartDoctypeDeclHandler(parser.get(), &Reading::refuse);
     // A null pointer, even of no bytes, is an error of its own there.
     const char* const bytes = text.empty() ? "" : text.data();
