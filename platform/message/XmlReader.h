@@ -36,8 +36,8 @@ class ElementListener {
     virtual int endElement() = 0;
 };
 
-/// Reads a document of UTF-8; what declares another encoding is read as UTF-8 too, and UTF-16 is not well-formed here.
-/// Texts between elements, comments and processing instructions say nothing here.
+/// Reads a document of UTF-8; what declares another encoding is read as UTF-8 too, UTF-16 is refused. Texts between
+/// elements, comments and processing instructions say nothing here.
 int readDocument(std::string_view text, ElementListener& listener);
 
 /// A whole number in decimal digits, which may have a minus. False for everything else, and beyond the type's range.
