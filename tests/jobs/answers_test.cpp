@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "jobmgr/OVManageDBForJM.h"
 #include "jobs/JobsTest.h"
 #include "message/JobMessages.h"
@@ -10,11 +12,10 @@ using List = VSDK_JobList;
 ENGINE_TEST(JobAnswers, JobsTest, ::testing::Values(false));
 
 TEST_P(JobAnswers, AndRequestsAreLogged) {
-    const std::string none = "<JobListResponseVSDK></JobListResponseVSDK>";
-    answer(none);
-    const auto lines = [](int level, const std::string& filter) {
-        return "10 getJobsFromDB Calling JMGetRunningJobSummary with userId [" + std::to_string(level) +
-               "], input XML [<JobListRequest><filter" + filter + "</filter></JobListRequest>] \n" +
+    answer("<JobListResponseVSDK></JobListResponseVSDK>");
+    const auto lines = [](const std::string& filter) {
+        return "10 getJobsFromDB Calling JMGetRunningJobSummary with userId [50], input XML [<JobListRequest><filter" +
+               filter + "</filter></JobListRequest>] \n" +
                "10 getJobsFromDB Response from JMGetRunningJobSummary [<JobListResponseVSDK/>]\n";
     };
     const std::string user = "><user userId=\"50\"/>";
@@ -41,7 +42,7 @@ TEST_P(JobAnswers, AndRequestsAreLogged) {
         jobs.resize(1);
         EXPECT_EQ(list.getJobsFromDB(50, c.category, &jobs), 0);
         EXPECT_TRUE(jobs.empty());
-        EXPECT_EQ(log.taken(), lines(50, c.filter));
+        EXPECT_EQ(log.taken(), lines(c.filter));
     }
     // What is neither a backup nor a restore.
     std::string others;
@@ -51,12 +52,17 @@ TEST_P(JobAnswers, AndRequestsAreLogged) {
     EXPECT_EQ(std::ranges::count(others, ' '), 154 - 8 - 7);
     support::LogLines log(kEvLogMessages);
     EXPECT_EQ(all().getJobsFromDB(50, kAdministrativeCategory, &jobs), 0);
-    EXPECT_EQ(log.taken(), lines(50, " opTypes=\"" + others.substr(1) + "\"" + user + any));
+    EXPECT_EQ(log.taken(), lines(" opTypes=\"" + others.substr(1) + "\"" + user + any));
     support::LogLines less(kEvLogMessages - 1);
     EXPECT_EQ(all().getJobsFromDB(50, kAnyCategory, &jobs), 0);
     EXPECT_EQ(less.taken(), "");
     EXPECT_EQ(all().getJobsFromDB(50, kAnyCategory, nullptr), 1);
     EXPECT_EQ(less.taken(), "1 getJobsFromDB output job pointer must be passed to the function\n");
+    jobs.resize(3);
+    EXPECT_EQ(byIds(std::vector<long long>(400'000, -2147483648)).getJobsFromDB(50, kAnyCategory, &jobs),
+              kMessageTooLarge);
+    EXPECT_EQ(less.taken(), "1 getJobsFromDB Error [-2005] while framing the XML string JobListRequest\n");
+    EXPECT_EQ(jobs.size(), 3U);
 }
 
 TEST_P(JobAnswers, ThatCannotBeReadChangeNothing) {

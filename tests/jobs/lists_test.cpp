@@ -1,8 +1,5 @@
-#include "Db/Tbl/JMJobInfo.h"
-#include "common/VSDKErrors.h"
 #include "jobmgr/OVManageDBForJM.h"
 #include "jobs/JobsTest.h"
-#include "message/JobMessages.h"
 #include "system/OVClock.h"
 
 namespace {
@@ -46,6 +43,27 @@ TEST(JobListSetUp, ChoosesTheModeAndTheDefaultNames) {
                              list.subclientName, list.clientId, list.instanceId, list.backupsetId, list.subclientId,
                              ids),
                   expected);
+    }
+}
+
+TEST(JobListSetUp, ReadsFailureReasons) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"5\rDisk full\n7\rNo media\n", "5=Disk full;7=No media;"},
+        {"12\rLast", "12=Last;"},
+        {"no reason\n", ""},
+        {"", ""},
+        {"\r\n\r", "0=;0=;"},
+        {" \t-5x\ra\n+7\rb\nx8\rc\n- 9\rd", "-5=a;7=b;0=c;0=d;"},
+        {"1\na\r2\n3\r4", "1=2;3=4;"},
+        {"5\ra\r6", "5=a\r6;0=6;"}, // the words of one that does not end are searched for the next
+        {"2147483647\ra\n99999999999999999999\rb\n-99999999999999999999\rc",
+         "2147483647=a;2147483647=b;-2147483648=c;"},
+    };
+    for (const auto& [text, expected] : cases) {
+        std::string reasons;
+        for (const auto& reason : List::parseFailureReasons(text))
+            reasons += std::to_string(reason.code) + "=" + reason.text + ";";
+        EXPECT_EQ(reasons, expected) << text;
     }
 }
 
@@ -96,27 +114,16 @@ TEST_P(JobLists, FillWhatTheirCategorySays) {
 
 TEST_P(JobLists, NameTheLevelOfABackup) {
     struct Case {
+        const char* name; ///< in a backup list and by id; an administrative job has the plain name
         int level;
         int agent;
-        const char* backup; ///< in a backup list and by id; an administrative one has the plain name
     };
-    std::vector<Case> cases{{2, 5, "Transaction Log"},
-                            {1, 5, "Full"},
-                            {4, 5, "Differential"},
-                            {4, 37, "Delta"},
-                            {4, 62, "Delta"},
-                            {2, 37, "Incremental"},
-                            {4, 33, "Differential"},
-                            {3, 33, "Synthetic Full"},
-                            {1, 46, "Full"},
-                            {0, 33, ""},
-                            {5, 33, ""},
-                            {-1, 33, ""}};
-    for (const int agent : {45, 56, 57, 58, 66, 67, 68, 73, 82, 83, 89, 90, 124, 131}) {
-        cases.push_back({1, agent, "New Index"});
-        cases.push_back({2, agent, ""});
-        cases.push_back({4, agent, ""});
-    }
+    std::vector<Case> cases{{"Transaction Log", 2, 5},  {"Full", 1, 5},   {"Differential", 4, 5},
+                            {"Delta", 4, 37},           {"Delta", 4, 62}, {"Incremental", 2, 37},
+                            {"Differential", 4, 33},    {"Full", 1, 46},  {"", 0, 33},
+                            {"Synthetic Full", 3, 130}, {"", 5, 33},      {"", -1, 33}};
+    for (const int agent : {45, 56, 57, 58, 66, 67, 68, 73, 82, 83, 89, 90, 124, 131})
+        cases.insert(cases.end(), {{"New Index", 1, agent}, {"", 2, agent}, {"", 4, agent}});
     std::string xml;
     for (const auto& c : cases)
         xml += jobXml("1", c.level, c.agent);
@@ -129,8 +136,8 @@ TEST_P(JobLists, NameTheLevelOfABackup) {
     EXPECT_EQ(all().FetchJobList(administrative, List::kAdminJobs, 0), 0);
     for (std::size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE(fieldsText(cases[i].level, cases[i].agent));
-        EXPECT_EQ(listed[i].backupLevel, cases[i].backup);
-        EXPECT_EQ(byId[i].backupLevel, cases[i].backup);
+        EXPECT_EQ(listed[i].backupLevel, cases[i].name);
+        EXPECT_EQ(byId[i].backupLevel, cases[i].name);
         EXPECT_EQ(administrative[i].backupLevel, getBkpLevelName(cases[i].level));
     }
 }
@@ -140,14 +147,10 @@ std::string someJobs() {
     std::string sql = estate::client(2, "alpha") + estate::client(3, "beta") +
                       estate::instance(5, "DefaultInstanceName") + estate::backupSet(6, "defaultBackupSet") +
                       estate::subclient({10}) + estate::visibility(50, 2) + estate::visibility(51, 3);
+    constexpr int kOperations[] = {1, 4, 5};
     for (int id = 1; id <= 6; ++id)
-        sql += estate::job({id,
-                            id % 3 == 1   ? 4
-                            : id % 3 == 2 ? 5
-                                          : 1,
-                            id, id % 3 == 0 ? 3 : id % 3}) +
-               estate::jobEntity({.job = id});
-    return sql + estate::job({7}) + estate::jobEntity({.job = 7, .client = 3});
+        sql += estate::job({.id = id, .operation = kOperations[id % 3], .state = id}) + estate::jobEntity({.job = id});
+    return sql + estate::job({.id = 7}) + estate::jobEntity({.job = 7, .client = 3});
 }
 
 TEST_P(JobLists, AskForTheTypesInTheirOrder) {
@@ -237,7 +240,7 @@ TEST_P(JobLists, FailWhereTheEngineFails) {
         List list;
         const char* object;
         hubdb::FaultPoint point;
-        int at; ///< the how-manyeth such call fails
+        int at; ///< which such call fails
         std::string told;
         std::string log;
     };
@@ -293,38 +296,31 @@ TEST_P(JobLists, AskAgainForAJobThatIsNotToBeSeen) {
         int visible;
         std::uint64_t calls;
     };
-    const auto expectAll = [&](const std::vector<Case>& cases) {
-        for (const auto& c : cases) {
-            SCOPED_TRACE(c.what);
-            support::LogLines lines(kEvLogMessages);
-            List list = c.list;
-            statements();
-            EXPECT_EQ(list.isJobVisibleForThisUser(c.job, c.user, c.attempt), c.visible);
-            EXPECT_EQ(statements(), c.calls);
-            std::string expectedPauses;
-            std::string expectedLines;
-            for (std::uint64_t call = 1; call < c.calls; ++call) {
-                expectedPauses += "3000 ";
-                expectedLines += "10 isJobVisibleForThisUser Retrying call to JMGetJobVisibilityMask attempt no [" +
-                                 std::to_string(c.attempt + static_cast<int>(call) - 1) + "]\n";
-            }
-            EXPECT_EQ(std::exchange(pauses, ""), expectedPauses);
-            EXPECT_EQ(lines.taken(), expectedLines);
-        }
-    };
-    expectAll({
-        {"running", byIds({1}), 1, 50, 0, 1, 1},
-        {"finished", byIds({1}), 20, 50, 0, 1, 1},
-        {"the system", byIds({1}), 7, 0, 0, 1, 1},
-        {"another's", byIds({1}), 7, 50, 0, 0, 4},
-        {"after a try", byIds({1}), 7, 50, 1, 0, 3},
-        {"the last but one", byIds({1}), 7, 50, 2, 0, 2},
-        {"the last", byIds({1}), 7, 50, 3, 0, 1},
-        {"before the first", byIds({1}), 7, 50, -1, 0, 5},
-        {"none", byIds({77}), 77, 0, 0, 0, 4},
-        {"no ids", all(), 7, 50, 0, 0, 1},
+    const Case cases[] = {
+        {"running", byIds({1}), 1, 50, 0, 1, 1},       {"finished", byIds({1}), 20, 50, 0, 1, 1},
+        {"the system", byIds({1}), 7, 0, 0, 1, 1},     {"another's", byIds({1}), 7, 50, 0, 0, 4},
+        {"after a try", byIds({1}), 7, 50, 1, 0, 3},   {"the last but one", byIds({1}), 7, 50, 2, 0, 2},
+        {"the last", byIds({1}), 7, 50, 3, 0, 1},      {"before the first", byIds({1}), 7, 50, -1, 0, 5},
+        {"none", byIds({77}), 77, 0, 0, 0, 4},         {"no ids", all(), 7, 50, 0, 0, 1},
         {"first id 0", byIds({0, 7}), 7, 50, 0, 0, 1},
-    });
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        support::LogLines lines(kEvLogMessages);
+        List list = c.list;
+        statements();
+        EXPECT_EQ(list.isJobVisibleForThisUser(c.job, c.user, c.attempt), c.visible);
+        EXPECT_EQ(statements(), c.calls);
+        std::string expectedPauses;
+        std::string expectedLines;
+        for (std::uint64_t call = 1; call < c.calls; ++call) {
+            expectedPauses += "3000 ";
+            expectedLines += "10 isJobVisibleForThisUser Retrying call to JMGetJobVisibilityMask attempt no [" +
+                             std::to_string(c.attempt + static_cast<int>(call) - 1) + "]\n";
+        }
+        EXPECT_EQ(std::exchange(pauses, ""), expectedPauses);
+        EXPECT_EQ(lines.taken(), expectedLines);
+    }
     // The last of several rows counts, and what was read before a failure.
     for (const auto& [query, visible] : {std::pair<std::string, int>{"SELECT 50, 1 UNION ALL SELECT 50, 0", 0},
                                          {"SELECT 50, 0 UNION ALL SELECT 50, -2", 1},

@@ -1,3 +1,4 @@
+#include <array>
 #include <memory>
 #include <numeric>
 
