@@ -190,8 +190,10 @@ std::map<int, ShownJob> runningOnes(const std::vector<int>& jobIds, int user) {
                 refuseToShow(jobId);
     require(code, "the job manager's answer cannot be read");
     std::map<int, ShownJob> running;
-    for (_VSDK_Job& job : jobs)
-        running.emplace(job.jobId, ShownJob{std::move(job)});
+    for (_VSDK_Job& job : jobs) {
+        ShownJob& shown = running[job.jobId];
+        shown.job = std::move(job);
+    }
     return running;
 }
 
