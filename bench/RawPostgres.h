@@ -79,6 +79,11 @@ class RawPostgres {
             copyText(text, PQgetvalue(rows_.get(), row_, column),
                      static_cast<std::size_t>(PQgetlength(rows_.get(), row_, column)));
         }
+        /// Until close().
+        std::string_view text(int column) const {
+            return {PQgetvalue(rows_.get(), row_, column),
+                    static_cast<std::size_t>(PQgetlength(rows_.get(), row_, column))};
+        }
 
       private:
         friend class RawPostgres;

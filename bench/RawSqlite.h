@@ -48,6 +48,11 @@ class RawSqlite {
             const unsigned char* const bytes = sqlite3_column_text(statement_.get(), column);
             copyText(text, bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column)));
         }
+        /// Until next() or close().
+        std::string_view text(int column) const {
+            const auto* const bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
+            return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column))};
+        }
 
       private:
         friend class RawSqlite;
@@ -73,6 +78,7 @@ class RawSqlite {
 
     Statement prepare(const std::string& sql);
     void execute(const std::string& sql);
+    sqlite3* handle() { return database_.get(); }
     bool inTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
 
     static constexpr const char* kBegin = "BEGIN";
