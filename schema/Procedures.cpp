@@ -40,56 +40,60 @@ std::string pathOf(const std::string& message, const MessageType& type, int numb
 
 /// The members of one of the request's sets of ids, as a query.
 std::string membersOf(const std::string& set) {
-    return "SELECT CAST(key AS integer) FROM json_each((SELECT " + set + " FROM request))";
+    return "SELECT DISTINCT CAST(key AS integer) AS id FROM json_each((SELECT " + set + " FROM request))";
 }
 
-/// What stands in a field of the answer, as an expression; NULL leaves the field out.
+/// What stands in a field of the answer, as an expression of a row R; NULL leaves the field out.
 std::string jobValue(const MessageField& field) {
-    const auto text = [](const std::string& column) { return "hubXmlText(nullif(" + column + ", ''))"; };
+    const auto text = [](const std::string& column) { return "hubXmlText(nullif(R." + column + ", ''))"; };
     switch (field.number) {
     case Job::kJobId:
-        return "J.jobId";
+        return "R.jobId";
     case Job::kOperation:
-        return "CASE J.opType" + namesOf(kBackupOperations) + namesOf(kRestoreOperations) +
-               namesOf(kAdministrativeOperations) + " ELSE CAST(J.opType AS text) END";
+        return "CASE R.opType" + namesOf(kBackupOperations) + namesOf(kRestoreOperations) +
+               namesOf(kAdministrativeOperations) + " ELSE CAST(R.opType AS text) END";
     case Job::kState:
-        return "CASE J.displayState WHEN 1 THEN 'Running' WHEN 2 THEN 'Pending' WHEN 3 THEN 'Waiting' "
-               "WHEN 4 THEN 'Suspended' WHEN 5 THEN 'Queued' ELSE CAST(J.displayState AS text) END";
+        return "CASE R.displayState WHEN 1 THEN 'Running' WHEN 2 THEN 'Pending' WHEN 3 THEN 'Waiting' "
+               "WHEN 4 THEN 'Suspended' WHEN 5 THEN 'Queued' ELSE CAST(R.displayState AS text) END";
     case Job::kPhase:
-        return text("J.currentPhaseName");
+        return text("currentPhaseName");
     case Job::kVisible: // a text of the same number is the source client
         if (field.kind == MessageFieldKind::kText)
-            return text("C.name");
+            return text("client");
         return "CASE WHEN ?1 = 0 OR 0 IN (SELECT clientId FROM UMJobVisibility WHERE userId = ?1) "
-               "OR E.clientId IN (SELECT clientId FROM UMJobVisibility WHERE userId = ?1) THEN 1 ELSE 0 END";
+               "OR R.clientId IN (SELECT clientId FROM UMJobVisibility WHERE userId = ?1) THEN 1 ELSE 0 END";
     case Job::kAgentType:
-        return text("T.name");
+        return text("agent");
     case Job::kInstance:
-        return text("I.name");
+        return text("instance");
     case Job::kBackupSet:
-        return text("B.name");
+        return text("backupSet");
     case Job::kSubclient:
-        return text("S.subclientName");
+        return text("subclient");
     case Job::kFailureReason:
-        return text("J.failureReason");
+        return text("failureReason");
     case Job::kDestinationClient:
-        return text("CASE WHEN J.opType IN (" + numbersOf(kBackupOperations) + ") THEN C.name ELSE D.name END");
+        return text("destination");
     case Job::kUserName:
-        return text("coalesce(nullif(J.opUsername, ''), U.login)");
+        return text("userName");
     case Job::kStartTime:
-        return "J.jobStartTime";
+        return "R.jobStartTime";
     case Job::kLevel:
-        return "E.backupLevel";
+        return "R.backupLevel";
     case Job::kAgentTypeId:
-        return "E.appTypeId";
+        return "R.appTypeId";
     case Job::kCategory:
-        return "J.jobCategory";
+        return "R.jobCategory";
     default:
         return "NULL";
     }
 }
 
 /// The running jobs that a request asks for, by their ids. Of the user only each job's visible attribute depends.
+///
+/// Written so that a planner cannot go wrong, whatever it guesses of how many jobs a request leaves: ids, a client and
+/// neither of them are branches of their own, each with its own way to the jobs, and names are looked up one by one but
+/// for the agents', which are few.
 std::string runningJobs() {
     using Request = JobManager::JobListRequest;
     using Filter = JobManager::JobFilter;
@@ -100,16 +104,33 @@ std::string runningJobs() {
     const auto set = [](const std::string& path) { return "hubXmlIds(?2, '" + path + "')"; };
     std::string request = set(pathOf(filter, kJobFilterType, Filter::kJobIds)) + " AS jobs, " +
                           set(pathOf(filter, kJobFilterType, Filter::kOpTypes)) + " AS types";
-    std::string conditions;
+    std::string conditions = " AND (Q.types IS NULL OR J.opType IN (" + membersOf("types") + "))";
     for (const auto& [field, column] : {std::pair{Entity::kClientId, "clientId"},
                                         {Entity::kAppTypeId, "appTypeId"},
                                         {Entity::kInstanceId, "instanceId"},
                                         {Entity::kBackupSetId, "backupSetId"},
                                         {Entity::kSubclientId, "subclientId"}}) {
-        request += std::string(", (SELECT min(CAST(key AS integer)) FROM json_each(") +
-                   set(pathOf(entity, kGenericEntityType, field)) + ")) AS " + column;
-        conditions += std::string(" AND coalesce((SELECT ") + column + " FROM request), 0) IN (0, E." + column + ")";
+        request += std::string(", coalesce((SELECT min(CAST(key AS integer)) FROM json_each(") +
+                   set(pathOf(entity, kGenericEntityType, field)) + ")), 0) AS " + column;
+        conditions += std::string(" AND Q.") + column + " IN (0, E." + column + ")";
     }
+    // To SQLite a CROSS JOIN is an order: where the request asks for something else, a branch ends with its one row.
+    const auto branch = [&conditions](const std::string& tables, const std::string& condition) {
+        return "SELECT J.jobId, J.opType, J.currentPhaseName, J.jobStartTime, J.displayState, J.jobCategory, "
+               "J.failureReason, E.clientId, E.appTypeId, E.backupLevel, C.name AS client, T.name AS agent, "
+               "I.name AS instance, B.name AS backupSet, S.subclientName AS subclient, "
+               "CASE WHEN J.opType IN (" +
+               numbersOf(kBackupOperations) +
+               ") THEN C.name ELSE D.name END AS destination, coalesce(nullif(J.opUsername, ''), U.login) AS userName "
+               "FROM request Q CROSS JOIN " +
+               tables +
+               " LEFT JOIN APP_Client C ON C.id = E.clientId LEFT JOIN APP_Client D ON D.id = E.destClientId "
+               "LEFT JOIN APP_iDAType T ON T.type = E.appTypeId LEFT JOIN APP_InstanceName I ON I.id = E.instanceId "
+               "LEFT JOIN APP_BackupSetName B ON B.id = E.backupSetId "
+               "LEFT JOIN APP_Application S ON S.id = E.subclientId LEFT JOIN UMUsers U ON U.id = J.userId WHERE " +
+               condition + conditions;
+    };
+    const std::string same = " ON E.jobId = J.jobId AND E.hubCellId = J.hubCellId";
     std::string places;
     std::string attributes;
     for (const MessageField& field : kJobResponseVSDKType.fields) {
@@ -117,18 +138,18 @@ std::string runningJobs() {
         attributes += std::string(", ' ") + field.name + "=\"' || " + jobValue(field) + " || '\"'";
     }
     const std::string root = kJobListResponseVSDKType.name;
-    return "WITH request AS MATERIALIZED (SELECT " + request + ") SELECT '<" + root +
-           ">' || coalesce((SELECT string_agg(job, '') FROM (SELECT format('<" +
+    return "WITH request AS MATERIALIZED (SELECT " + request + "), running AS (" +
+           branch("(" + membersOf("jobs") + ") K JOIN JMJobInfo J ON J.jobId = K.id LEFT JOIN JMJobEntity E" + same,
+                  "J.hubCellId = 2") +
+           " UNION ALL " +
+           branch("JMJobEntity E JOIN JMJobInfo J" + same,
+                  "J.hubCellId = 2 AND Q.jobs IS NULL AND Q.clientId <> 0 AND E.clientId = Q.clientId") +
+           " UNION ALL " + // in a form for which SQLite makes itself no index
+           branch("JMJobInfo J LEFT JOIN JMJobEntity E" + same,
+                  "J.hubCellId BETWEEN 2 AND 2 AND Q.jobs IS NULL AND Q.clientId = 0") +
+           ") SELECT '<" + root + ">' || coalesce((SELECT string_agg(job, '') FROM (SELECT format('<" +
            kJobListResponseVSDKType.fields.front().name + places + "/>'" + attributes +
-           ") AS job FROM JMJobInfo J LEFT JOIN JMJobEntity E ON E.jobId = J.jobId AND E.hubCellId = J.hubCellId "
-           "LEFT JOIN APP_Client C ON C.id = E.clientId LEFT JOIN APP_Client D ON D.id = E.destClientId "
-           "LEFT JOIN APP_iDAType T ON T.type = E.appTypeId LEFT JOIN APP_InstanceName I ON I.id = E.instanceId "
-           "LEFT JOIN APP_BackupSetName B ON B.id = E.backupSetId LEFT JOIN APP_Application S ON S.id = E.subclientId "
-           "LEFT JOIN UMUsers U ON U.id = J.userId WHERE J.hubCellId = 2 AND J.jobId IN (" +
-           membersOf("jobs") +
-           " UNION ALL SELECT jobId FROM JMJobInfo WHERE (SELECT jobs FROM request) IS NULL) "
-           "AND ((SELECT types FROM request) IS NULL OR J.opType IN (" +
-           membersOf("types") + "))" + conditions + " ORDER BY J.jobId) ordered), '') || '</" + root + ">'";
+           ") AS job FROM running R ORDER BY jobId) ordered), '') || '</" + root + ">'";
 }
 
 /// Whether users may see a job, running or finished. Nobody sees a job that there is not.
