@@ -218,6 +218,7 @@ bool PostgresConnection::makeReady(EngineError& error) {
     if (keepsStatements_) { // else a setting would stay with the proxy's connection, which somebody else is given next
         constexpr int kNoticesLostClients = 140000;
         constexpr int kChoosesPlans = 120000;
+        constexpr int kCompilesStatements = 110000;
         const int version = PQserverVersion(connection);
         const std::string settings =
             "SET statement_timeout = " + std::to_string(url_.statementLimit.count()) +
@@ -226,6 +227,8 @@ bool PostgresConnection::makeReady(EngineError& error) {
             "; SET standard_conforming_strings = on" +
             // Statements look up keys: planning anew for each set of ids would cost more than to run it.
             (version >= kChoosesPlans ? "; SET plan_cache_mode = force_generic_plan" : "") +
+            // Compiling the list of running jobs costs more than it saves, however many they are.
+            (version >= kCompilesStatements ? "; SET jit = off" : "") +
             (version >= kNoticesLostClients ? "; SET client_connection_check_interval = 1000" : "");
         status = runOnce(settings, StatementUse::kOneRow);
         error = error_;
