@@ -220,6 +220,7 @@ int VSDK_JobList::fetchList(const char* function, int userId, OVJobCategory cate
     std::vector<Response> responses;
     if (const int code = getJobsFromDB(userId, category, &responses); code != 0)
         return code;
+    jobs.reserve(jobs.size() + responses.size());
     for (Response& response : responses) {
         if (!isVisible(function, response)) {
             if (hasJobIds())
