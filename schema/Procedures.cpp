@@ -91,9 +91,9 @@ std::string jobValue(const MessageField& field) {
 
 /// The running jobs that a request asks for, by their ids. Of the user only each job's visible attribute depends.
 ///
-/// Written so that a planner cannot go wrong, whatever it guesses of how many jobs a request leaves: ids, a client and
-/// neither of them are branches of their own, each with its own way to the jobs, and names are looked up one by one but
-/// for the agents', which are few.
+/// Ids, a client, and neither of them are branches of their own, of which a request runs one: so a planner knows how
+/// many jobs to expect, and takes indexes for a few and hashes for all. What narrows a branch comes first in it, since
+/// PostgreSQL orders eight tables freely and no more (join_collapse_limit).
 std::string runningJobs() {
     using Request = JobManager::JobListRequest;
     using Filter = JobManager::JobFilter;
