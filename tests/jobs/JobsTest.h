@@ -19,45 +19,21 @@ inline std::string escaped(const std::string& text) {
     return literal;
 }
 
-struct JobRow {
-    int id;
-    int operation = 4;
-    int state = 1;
-    int category = 1;
-    int hubCell = 2;
-};
-inline std::string job(const JobRow& one) {
-    return row("JMJobInfo", "jobId, hubCellId, opType, displayState, jobCategory", one.id, one.hubCell, one.operation,
-               one.state, one.category);
-}
-struct JobEntityRow {
-    int job;
-    int client = 2;
-    int agent = 33;
-    int instance = 5;
-    int backupSet = 6;
-    int subclient = 10;
-    int level = 1;
-    int destination = 0;
-};
-inline std::string jobEntity(const JobEntityRow& one) {
-    return row("JMJobEntity",
-               "jobId, hubCellId, clientId, appTypeId, instanceId, backupSetId, subclientId, backupLevel, destClientId",
-               one.job, 2, one.client, one.agent, one.instance, one.backupSet, one.subclient, one.level,
-               one.destination);
-}
 inline std::string visibility(int user, int client) {
     return row("UMJobVisibility", "userId, clientId", user, client);
 }
 
 } // namespace estate
 
+inline std::string textOf(const std::vector<_VSDK_JobFailureReason>& reasons) {
+    std::string text;
+    for (const auto& reason : reasons)
+        text += std::to_string(reason.code) + "=" + reason.text + ";";
+    return text;
+}
 inline std::string textOf(const _VSDK_Job& job) {
-    std::string reasons;
-    for (const auto& reason : job.failureReasons)
-        reasons += std::to_string(reason.code) + "=" + reason.text + ";";
     return fieldsText(job.jobId, job.attr2, job.status, job.attr5, job.attr6, job.attr15, job.attr7, job.attr8,
-                      job.attr9, job.attr10, job.backupLevel, reasons, job.attr16, job.attr35);
+                      job.attr9, job.attr10, job.backupLevel, textOf(job.failureReasons), job.attr16, job.attr35);
 }
 inline std::string textOf(const _VSDK_JobSummary& summary) {
     return fieldsText(summary.running, summary.pending, summary.waiting, summary.suspended, summary.queued);

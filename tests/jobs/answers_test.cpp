@@ -8,19 +8,20 @@
 namespace {
 
 using List = VSDK_JobList;
+using Answers = std::vector<ZorvanUtilities::JobResponseVSDK>;
 
 ENGINE_TEST(JobAnswers, JobsTest, ::testing::Values(false));
 
 TEST_P(JobAnswers, AndRequestsAreLogged) {
     answer("<JobListResponseVSDK></JobListResponseVSDK>");
-    const auto lines = [](const std::string& filter) {
-        return "10 getJobsFromDB Calling JMGetRunningJobSummary with userId [50], input XML [<JobListRequest><filter" +
-               filter + "</filter></JobListRequest>] \n" +
-               "10 getJobsFromDB Response from JMGetRunningJobSummary [<JobListResponseVSDK/>]\n";
-    };
     const std::string user = "><user userId=\"50\"/>";
     const std::string any = R"(<entity subclientId="0" backupSetId="0" instanceId="0" appTypeId="0" clientId="0"/>)";
     const std::string backups = " opTypes=\"4 14 18 30 43 59 60 65\"";
+    std::string others; // what is neither a backup nor a restore
+    for (int type = 1; type <= 154; ++type)
+        if (OVManageDBForJM::getJobCategoryFromOpType(static_cast<OVOpType>(type)) == kAdministrativeCategory)
+            others += (others.empty() ? "" : " ") + std::to_string(type);
+    EXPECT_EQ(std::ranges::count(others, ' '), 154 - 8 - 7 - 1);
     struct Case {
         List list;
         OVJobCategory category;
@@ -29,30 +30,24 @@ TEST_P(JobAnswers, AndRequestsAreLogged) {
     const Case cases[] = {
         {byIds({7, 0, 4294967298, -1}), kAnyCategory, " jobIds=\"7 0 2 -1\"" + user},
         {byIds({7}), kBackupCategory, " jobIds=\"7\"" + backups + user},
-        {byIds({0}), kAnyCategory, user + any},
         {byIds({0, 7}), kBackupCategory, backups + user + any},
         {byIds({}), kRestoreCategory, " opTypes=\"5 15 19 31 44 61 66\"" + user + any},
+        {all(), kAdministrativeCategory, " opTypes=\"" + others + "\"" + user + any},
         {List(2, 33, 4, 5, 6), kAnyCategory,
          user + R"(<entity subclientId="6" backupSetId="5" instanceId="4" appTypeId="33" clientId="2"/>)"},
     };
-    std::vector<ZorvanUtilities::JobResponseVSDK> jobs;
-    for (const auto& c : cases) {
+    Answers jobs;
+    for (const auto& [list, category, filter] : cases) {
         support::LogLines log(kEvLogMessages);
-        List list = c.list;
         jobs.resize(1);
-        EXPECT_EQ(list.getJobsFromDB(50, c.category, &jobs), 0);
+        EXPECT_EQ(List(list).getJobsFromDB(50, category, &jobs), 0);
         EXPECT_TRUE(jobs.empty());
-        EXPECT_EQ(log.taken(), lines(c.filter));
+        EXPECT_EQ(
+            log.taken(),
+            "10 getJobsFromDB Calling JMGetRunningJobSummary with userId [50], input XML [<JobListRequest><filter" +
+                filter + "</filter></JobListRequest>] \n" +
+                "10 getJobsFromDB Response from JMGetRunningJobSummary [<JobListResponseVSDK/>]\n");
     }
-    // What is neither a backup nor a restore.
-    std::string others;
-    for (int type = 1; type <= 154; ++type)
-        if (OVManageDBForJM::getJobCategoryFromOpType(static_cast<OVOpType>(type)) == kAdministrativeCategory)
-            others += " " + std::to_string(type);
-    EXPECT_EQ(std::ranges::count(others, ' '), 154 - 8 - 7);
-    support::LogLines log(kEvLogMessages);
-    EXPECT_EQ(all().getJobsFromDB(50, kAdministrativeCategory, &jobs), 0);
-    EXPECT_EQ(log.taken(), lines(" opTypes=\"" + others.substr(1) + "\"" + user + any));
     support::LogLines less(kEvLogMessages - 1);
     EXPECT_EQ(all().getJobsFromDB(50, kAnyCategory, &jobs), 0);
     EXPECT_EQ(less.taken(), "");
@@ -69,32 +64,20 @@ TEST_P(JobAnswers, ThatCannotBeReadChangeNothing) {
     const auto listOf = [](const std::string& job) {
         return "<JobListResponseVSDK><job jobId=\"1\" visible=\"1\"/><job " + job + "</JobListResponseVSDK>";
     };
-    const std::string huge(10 << 20, 'x');
     const std::pair<std::string, int> cases[] = {
         {"", kMessageMalformed},
-        {"no message", kMessageMalformed},
         {listOf("jobId=\"2\" visible=\"1\">"), kMessageMalformed},
-        {listOf("jobId=\"2\" visible=\"1\" jobId=\"2\"/>"), kMessageMalformed},
-        {listOf("jobId=\"2\" visible=\"1\"/>") + "more", kMessageMalformed},
-        {"<!DOCTYPE JobListResponseVSDK>" + listOf("jobId=\"2\" visible=\"1\"/>"), kMessageMalformed},
         {"<JobListRequest><filter><user userId=\"1\"/></filter></JobListRequest>", kMessageWrongType},
-        {"<Nothing/>", kMessageWrongType},
-        {listOf("visible=\"1\"/>"), kMessageIncomplete},
         {listOf("jobId=\"2\"/>"), kMessageIncomplete},
         {listOf("jobId=\"2147483648\" visible=\"1\"/>"), kMessageBadValue},
-        {listOf("jobId=\"\" visible=\"1\"/>"), kMessageBadValue},
-        {listOf("jobId=\"2\" visible=\"1\" startTime=\"9223372036854775808\"/>"), kMessageBadValue},
-        {listOf("jobId=\"2\" visible=\"1\" phase=\"\\y\"/>"), kMessageBadValue},
-        {listOf("jobId=\"2\" visible=\"1\" phase=\"" + huge + "\"/>"), kMessageTooLarge},
     };
     for (const auto& [xml, status] : cases) {
-        SCOPED_TRACE(xml.substr(0, 200));
+        SCOPED_TRACE(xml);
         answer(xml);
-        const std::string answered = xml.empty() ? "" : "<?xml version='1.0' encoding='utf-8' ?>" + xml;
         const std::string code = std::to_string(status);
         const std::string line = "getJobsFromDB Error [" + code +
-                                 "] while unserializing the response XML from JMGetRunningJobSummary [" + answered +
-                                 "]\n";
+                                 "] while unserializing the response XML from JMGetRunningJobSummary [" +
+                                 (xml.empty() ? "" : "<?xml version='1.0' encoding='utf-8' ?>" + xml) + "]\n";
         support::LogLines lines;
         for (const bool ids : {false, true}) {
             List list = ids ? byIds({1}) : all();
@@ -103,31 +86,27 @@ TEST_P(JobAnswers, ThatCannotBeReadChangeNothing) {
             EXPECT_EQ(list.FetchJobList(out, 0, 0), status);
             EXPECT_EQ(list.jobs.size(), 2U);
             EXPECT_EQ(out.size(), ids ? 2U : 1U);
-            EXPECT_TRUE(lines.taken() ==
-                        line + (ids ? "FetchJob getJobsFromDB failed with error code [" + code + "]\n" : ""));
+            EXPECT_EQ(lines.taken(),
+                      line + (ids ? "FetchJob getJobsFromDB failed with error code [" + code + "]\n" : ""));
         }
-        std::vector<ZorvanUtilities::JobResponseVSDK> jobs(3);
+        Answers jobs(3);
         EXPECT_EQ(all().getJobsFromDB(0, kAnyCategory, &jobs), status);
         EXPECT_EQ(jobs.size(), 3U);
     }
 }
 
 TEST_P(JobAnswers, ShowNoPasswordInTheLog) {
-    const std::string cases[] = {
-        "<LoginRequest userName=\"a\" password=\"hidden\"/>",
-        "<LoginRequest userName=\"a\" password=\"secret\" newPassword=\"hidden\"/>",
-        "<LoginRequest PASSWORD=\"hidden\" Password=\"hidden\">",
-        "<LoginRequest password=\"\" newPassword=\"hidden",
-        "<LoginRequest password=\"a longer one\" password=\"hidden",
-        "<LoginRequest Password=\"hidden",
-        "<JobListResponseVSDK password=\"a\"password=\"hidden\" x=\"\"/>",
-        "<JobListResponseVSDK><job password=\"hidden\"/></JobListResponseVSDK>",
-    };
-    for (const auto& xml : cases) {
-        SCOPED_TRACE(xml);
+    for (const std::string xml : {
+             "<LoginRequest password=\"secret\" newPassword=\"hidden\"/>",
+             "<LoginRequest PASSWORD=\"hidden\" Password=\"hidden\">",
+             "<LoginRequest password=\"\" newPassword=\"hidden",
+             "<LoginRequest Password=\"hidden",
+             "<JobListResponseVSDK password=\"a\"password=\"hidden\" x=\"\"/>",
+             "<JobListResponseVSDK><job password=\"hidden\"/></JobListResponseVSDK>",
+         }) {
         answer(xml);
         support::LogLines lines(kEvLogMessages);
-        std::vector<ZorvanUtilities::JobResponseVSDK> jobs;
+        Answers jobs;
         EXPECT_LT(all().getJobsFromDB(0, kAnyCategory, &jobs), 0);
         const std::string log = lines.taken();
         EXPECT_NE(log.find("while unserializing"), std::string::npos) << log;
