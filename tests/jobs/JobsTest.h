@@ -1,8 +1,9 @@
 #pragma once
 
 #include <map>
-#include <optional>
+#include <regex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "db/engines/sqlite/EmbeddedProcedures.h"
@@ -13,12 +14,8 @@ namespace estate {
 
 /// A text as it stands between the quotes of a literal.
 inline std::string escaped(const std::string& text) {
-    std::string literal;
-    for (const char c : text)
-        literal += c == '\'' ? "''" : std::string(1, c);
-    return literal;
+    return std::regex_replace(text, std::regex("'"), "''");
 }
-
 inline std::string visibility(int user, int client) {
     return row("UMJobVisibility", "userId, clientId", user, client);
 }
@@ -65,6 +62,8 @@ class JobsTest : public EntityTest {
     }
     /// Makes the procedure answer this, whatever it is asked.
     void answer(const std::string& xml) { define(kProcedure, "SELECT '" + estate::escaped(xml) + "'"); }
+
+    void answerJobs(const std::string& jobs) { answer("<JobListResponseVSDK>" + jobs + "</JobListResponseVSDK>"); }
 
     static VSDK_JobList byIds(std::vector<long long> ids) { return {std::move(ids), "", 0, "", "", ""}; }
     static VSDK_JobList all() { return {0, 0, 0, 0, 0}; }
