@@ -84,6 +84,7 @@ TEST_P(JobLists, FillWhatTheirCategorySays) {
 TEST_P(JobLists, NameTheLevelOfABackup) {
     std::string xml;
     std::string names;
+    std::string found;
     for (const int agent : {5, 33, 46, 37, 62, 45, 56, 57, 58, 66, 67, 68, 73, 82, 83, 89, 90, 124, 131}) {
         for (const int level : {1, 2, 3, 4, -1})
             xml += jobXml("1", level, agent);
@@ -95,7 +96,6 @@ TEST_P(JobLists, NameTheLevelOfABackup) {
     answerJobs(xml);
     Jobs jobs;
     EXPECT_EQ(all().FetchJobList(jobs, List::kBackupJobs, 0), 0);
-    std::string found;
     for (const auto& job : jobs)
         found += job.backupLevel + ";";
     EXPECT_EQ(found, names);
@@ -138,13 +138,12 @@ TEST_P(JobLists, AskForTheTypesInTheirOrder) {
         {byIds({1, 7}), 0, 51, "1026||0|0|0|0|0|0", 1},
     };
     for (const auto& [query, types, user, told, calls] : cases) {
-        SCOPED_TRACE(told);
         List list = query;
         Jobs out(1);
         statements();
         const int code = list.FetchJobList(out, types, user);
         EXPECT_EQ(fieldsText(code, idsOf(list.jobs), textOf(list.summary), out.size()), told);
-        EXPECT_EQ(statements(), calls) << "one call for each type, and one for names";
+        EXPECT_EQ(statements(), calls) << told << ": one call for each type, and one for names";
         const std::string first = idsOf(out);
         const int running = list.summary.running;
         EXPECT_EQ(list.FetchJobList(out, types, user), code) << "again";
@@ -203,7 +202,6 @@ TEST_P(JobLists, FailWhereTheEngineFails) {
 
 TEST_P(JobLists, AskAgainForAJobThatIsNotToBeSeen) {
     static std::string pauses;
-    pauses.clear();
     OVClock::setSleep([](int milliseconds) { pauses += std::to_string(milliseconds) + " "; });
     hub_->run(someJobs());
     const std::tuple<List, int, int, int, int, unsigned> cases[] = {

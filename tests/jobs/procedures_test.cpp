@@ -88,8 +88,7 @@ class JobProcedures : public EngineTest {
     std::unique_ptr<support::HubEngine> other_ = support::makeSqliteHub();
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, JobProcedures,
-                         ::testing::Combine(::testing::Values(&support::makePostgresHub), ::testing::Values(false)),
+INSTANTIATE_TEST_SUITE_P(Engines, JobProcedures, ::testing::Combine(everyServer(), ::testing::Values(false)),
                          &engineName);
 
 std::string requestOf(const std::string& sets, const std::string& entity = "") {
@@ -120,10 +119,7 @@ TEST_P(JobProcedures, AnswerTheSameForEveryRequest) {
     std::vector<std::tuple<int, std::string, std::string>> cases{
         // user, request, and the jobs
         {0, "<?xml version='1.0' encoding='utf-8' ?><!-- all -->\n" + root + "\n", every},
-        {0,
-         "<JobListRequest jobIds='1'><filter x=''><x jobIds='1'/></filter><x><filter jobIds='1'/></x><JobListRequest>"
-         "<filter jobIds='1'/></JobListRequest></JobListRequest>",
-         every},
+        {0, "<JobListRequest><filter><x jobIds='1'/></filter><x><filter jobIds='1'/></x></JobListRequest>", every},
         {50, root, "(-2147483648) 1 2 (3) (4) (5) (6) (7) (8) 2147483647"},
         {51, root, every},
         {52, root, "(-2147483648) 1 2 (3) 4 (5) (6) (7) (8) 2147483647"},
@@ -215,16 +211,13 @@ TEST_P(JobProcedures, FindTheIdsOfNames) {
         subclient({.id = 15, .name = "twice", .backupSet = 7}) +
         subclient({.id = 16, .name = "a''b", .client = 5, .instance = 6}) +
         subclient({.id = 17, .name = "docs", .client = 5, .instance = 6, .backupSet = 8}));
-    struct Case {
-        int agent;
-        std::array<const char*, 4> names; ///< client, instance, backup set, subclient
-        std::string found;                ///< ids or words
-    };
     const auto several = [](const std::string& what) {
         return "there are several: " + what + "; name its agent type or what it belongs to";
     };
     const char* const odd = "it's \"%_\\";
-    const Case cases[] = {
+    using Names = std::array<const char*, 4>; // client, instance, backup set, subclient
+    const std::tuple<int, Names, std::string> cases[] = {
+        // agent type, names, and the ids or words
         {33, {"", "", "", ""}, "0|0|0|0"},
         {0, {"bare", "", "", ""}, "6|0|0|0"},
         {0, {"alpha", "two", "other", "docs"}, "2|6|7|12"},
@@ -249,17 +242,17 @@ TEST_P(JobProcedures, FindTheIdsOfNames) {
         {0, {"", "one", "", ""}, R"(the instance "one" is named without its client)"},
         {0, {"", "one", "set", "docs"}, R"(the subclient "docs" is named without its client)"},
     };
-    for (const auto& c : cases) {
-        const auto ask = [&c] {
+    for (const auto& [agent, names, found] : cases) {
+        const auto ask = [type = agent, &of = names] {
             GetEntitiesIds procedure;
-            procedure.setValues(c.agent, c.names[0], c.names[1], c.names[2], c.names[3]);
+            procedure.setValues(type, of[0], of[1], of[2], of[3]);
             if (procedure.openCursor() != 0 || procedure.fetchCursor(false) != 0)
                 return std::string("failed");
             const auto& row = *procedure.getDataPtr();
             const std::string ids = fieldsText(row.r_clientId, row.r_instId, row.r_bkpSetId, row.r_subClntId);
             return ids == "0|0|0|0" && *row.r_errorString != '\0' ? row.r_errorString : ids + row.r_errorString;
         };
-        EXPECT_EQ(same(ask), c.found) << c.agent << ::testing::PrintToString(c.names);
+        EXPECT_EQ(same(ask), found) << agent << ::testing::PrintToString(names);
     }
 }
 
