@@ -184,6 +184,7 @@ TEST_P(JobLists, FailWhereTheEngineFails) {
         {named, "getEntitiesIds", 1, "1285||" + std::string(dbStatusText(kDbBusy)) + "|1", ""},
         {List(0LL, "nobody", 0, "", "", ""), "", 1, "1285||there is no client \"nobody\"|1", ""},
         {named, kProcedure, 2, "-1|1 4||1", refused},
+        {all(), kProcedure, 1, "-1|||1", refused},
         {all(), kProcedure, 3, "-1|1 4 7 2 5||1", refused},
         {byIds({1}), kProcedure, 1, "-1|||0", refused + "FetchJob getJobsFromDB failed with error code [-1]\n"},
     };

@@ -134,6 +134,7 @@ TEST_P(JobProcedures, AnswerTheSameForEveryRequest) {
         {0, requestOf("", anyEntity), every},
         {0, requestOf("", "clientId='2'"), "1 2 2147483647"},
         {0, requestOf("", "instanceId='4'"), "8"},
+        {0, requestOf("", "backupSetId='4'"), "8 2147483647"},
         {0, requestOf("", "subclientId='95'"), "4"},
         {50, requestOf("jobIds='1 2 7 2147483647' opTypes='4 65'", "clientId='2' appTypeId='3'"), "2147483647"},
         {50, requestOf("jobIds='1 7' opTypes='4'", "clientId='3' appTypeId='3' instanceId='3' backupSetId='3'"), "(7)"},
