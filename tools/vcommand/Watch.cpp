@@ -17,12 +17,12 @@ void write(std::string_view text) {
         throw tools::CommandError(tools::kExitFailed, std::string("cannot write the output: ") + std::strerror(errno));
 }
 
-/// The signals that end or redraw, kept back while this lives: they are taken between two drawings.
+/// The signals that end, stop or redraw, kept back while this lives: they are taken between two drawings.
 class HeldSignals {
   public:
     HeldSignals() {
         sigemptyset(&held_);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH})
+        for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGTSTP, SIGWINCH})
             sigaddset(&held_, signal);
         pthread_sigmask(SIG_BLOCK, &held_, &before_);
     }
@@ -30,11 +30,19 @@ class HeldSignals {
     HeldSignals(const HeldSignals&) = delete;
     HeldSignals& operator=(const HeldSignals&) = delete;
 
-    /// Waits for one. False: it is time to end.
-    bool wait(std::chrono::seconds limit) const {
+    /// Waits for one, which it returns; below 0 when none came.
+    int wait(std::chrono::seconds limit) const {
         const timespec time{limit.count(), 0};
-        const int signal = sigtimedwait(&held_, nullptr, &time);
-        return signal < 0 || signal == SIGWINCH;
+        return sigtimedwait(&held_, nullptr, &time);
+    }
+    /// Stops the process as Ctrl-Z does, until it is continued.
+    void stop() const {
+        std::raise(SIGTSTP);
+        sigset_t only{};
+        sigemptyset(&only);
+        sigaddset(&only, SIGTSTP);
+        pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+        pthread_sigmask(SIG_BLOCK, &only, nullptr);
     }
 
   private:
@@ -45,27 +53,41 @@ class HeldSignals {
 /// The terminal's other screen, without a cursor, while this lives.
 class OtherScreen {
   public:
-    OtherScreen() { write("\x1b[?1049h\x1b[?25l"); }
-    ~OtherScreen() { tools::writeOutput("\x1b[?25h\x1b[?1049l"); }
+    OtherScreen() { write(kEnter); }
+    ~OtherScreen() { tools::writeOutput(kLeave); }
     OtherScreen(const OtherScreen&) = delete;
     OtherScreen& operator=(const OtherScreen&) = delete;
+
+    static void leaveWhile(const std::function<void()>& action) {
+        write(kLeave);
+        action();
+        write(kEnter);
+    }
+
+  private:
+    static constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l";
+    static constexpr std::string_view kLeave = "\x1b[?25h\x1b[?1049l";
 };
 
-/// The text as the whole of a screen of so many lines: each line takes the place of the one that was there.
-std::string screenOf(std::string_view text, std::size_t lines) {
+/// The text as the whole of a screen: each line takes the place of the one that was there. Erased is before writing:
+/// behind a line as wide as the window the cursor still stands on its last character.
+std::string screenOf(std::string_view text) {
+    const std::size_t width = tools::terminalWidth();
+    const std::size_t lines = tools::terminalHeight();
     std::string screen = "\x1b[H";
     for (std::size_t shown = 1; !text.empty(); ++shown) {
-        const std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
-        if (shown == lines && !text.empty()) {
-            std::size_t left = 1;
-            for (const char c : text)
-                left += c == '\n' ? 1 : 0;
-            return screen + "(" + std::to_string(left) + " more)\x1b[K";
+        std::string line(text.substr(0, text.find('\n')));
+        std::string_view rest = text.substr(std::min(line.size() + 1, text.size()));
+        if (shown == lines && !rest.empty()) {
+            line = "(" + std::to_string(std::ranges::count(text, '\n')) + " more)";
+            rest = {};
         }
-        ((screen += shown == 1 ? "" : "\n") += line) += "\x1b[K";
+        screen += shown == 1 ? "" : "\n";
+        screen += rest.empty() ? "\x1b[J" : "\x1b[K";
+        screen += tools::cutToWidth(line, width);
+        text = rest;
     }
-    return screen + "\x1b[J";
+    return screen;
 }
 
 } // namespace
@@ -74,9 +96,14 @@ void watch(std::chrono::seconds interval, const std::function<std::string(std::s
     const HeldSignals signals;
     std::string text = draw(tools::terminalWidth()); // what fails at once leaves the screen as it is
     const OtherScreen screen;
-    write(screenOf(text, tools::terminalHeight()));
-    while (signals.wait(interval)) {
+    write(screenOf(text));
+    while (true) {
+        const int signal = signals.wait(interval);
+        if (signal == SIGTSTP)
+            OtherScreen::leaveWhile([&] { signals.stop(); });
+        else if (signal >= 0 && signal != SIGWINCH)
+            return;
         text = draw(tools::terminalWidth());
-        write(screenOf(text, tools::terminalHeight()));
+        write(screenOf(text));
     }
 }
