@@ -1,6 +1,7 @@
 #include "vcommand/Jobs.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 
 #include "Db/Tbl/APP_iDAType.h"
@@ -10,6 +11,7 @@
 #include "jobs/VSDKJobInfo.h"
 #include "vcommand/Failures.h"
 #include "vcommand/Sessions.h"
+#include "vcommand/Walk.h"
 #include "vcommand/kinds/Kinds.h"
 
 namespace {
@@ -86,69 +88,71 @@ void require(int code, const std::string& refusal) {
     throw tools::CommandError(tools::kExitFailed, refusal, code);
 }
 
-[[noreturn]] void throwNotFound(const std::string& reason) {
-    throw tools::CommandError(tools::kExitNotFound, reason, kFetchFailed);
-}
-
 // ---- which jobs
 
+constexpr int kNoAgentType = -1;
+
 int agentTypeOf(const std::string& given) {
-    if (const Selector agent(agentTypeKind(), given); agent.id)
-        return *agent.id;
+    const Selector agent(agentTypeKind(), given);
+    if (agent.id == kNoAgentType)
+        return kNoAgentType;
     APP_iDAType types(nullptr);
     types.setIsolationType(4);
-    types.setWhere("name='%s'", dbText(given));
+    if (agent.id)
+        types.setWhere("type=%d", *agent.id);
+    else
+        types.setWhere("name='%s'", dbText(given));
     const int status = getOneRow(&types, false, -1, 0);
     throwDatabaseFailure(kFetchFailed);
     if (status != kDbOk)
-        throwNotFound("there is no agent type \"" + given + "\"");
+        throw tools::CommandError(tools::kExitNotFound,
+                                  "there is no agent type " +
+                                      (agent.id ? "with the number " + given : "named '" + given + "'"),
+                                  tools::kInvalidArgument);
     return types.getDataPtr()->type;
 }
 
-/// The name of a client given by its id; a name is one already.
-std::string clientNameOf(const Selector& client) {
-    if (!client.id)
-        return client.text;
-    const auto found = clientKind().find(client);
-    throwDatabaseFailure(kFetchFailed);
-    if (!found || found->empty())
-        throwNotFound("there is no client " + client.text);
-    return found->front().name;
-}
-
-/// A query for the entities that are named, by their ids.
+/// A query for the entities that are named, by their ids. They are found as lists find them.
 VSDK_JobList queryFor(const JobsRequest& request) {
-    VSDK_JobList query(0, request.agentType ? agentTypeOf(*request.agentType) : 0, 0, 0, 0);
+    VSDK_JobList query(0, 0, 0, 0, 0);
+    if (request.agentType)
+        query.appType = agentTypeOf(*request.agentType);
     struct Level {
         const Kind& kind;
         const std::optional<std::string>& given;
-        std::string VSDK_JobList::*name;
         int VSDK_JobList::*id;
     };
     const std::array levels{
-        Level{instanceKind(), request.instance, &VSDK_JobList::instanceName, &VSDK_JobList::instanceId},
-        Level{backupSetKind(), request.backupSet, &VSDK_JobList::backupsetName, &VSDK_JobList::backupsetId},
-        Level{subclientKind(), request.subclient, &VSDK_JobList::subclientName, &VSDK_JobList::subclientId},
+        Level{clientKind(), request.client, &VSDK_JobList::clientId},
+        Level{agentTypeKind(), request.agentType, &VSDK_JobList::appType},
+        Level{instanceKind(), request.instance, &VSDK_JobList::instanceId},
+        Level{backupSetKind(), request.backupSet, &VSDK_JobList::backupsetId},
+        Level{subclientKind(), request.subclient, &VSDK_JobList::subclientId},
     };
-    VSDK_JobList names = query;
-    if (request.client)
-        names.clientName = clientNameOf(Selector(clientKind(), *request.client));
-    for (const Level& level : levels)
-        if (level.given)
-            if (const Selector selector(level.kind, *level.given); !selector.id)
-                names.*level.name = *level.given;
-    if (names.GetEntityIdFromNames() != 0) {
-        throwDatabaseFailure(kFetchFailed);
-        const bool several = names.errorText.starts_with("there are several");
-        throw tools::CommandError(several ? tools::kExitRefused : tools::kExitNotFound, names.errorText, kFetchFailed);
+    std::size_t end = levels.size();
+    while (end > 0 && !levels.at(end - 1).given)
+        --end;
+    if (end == 0 || (end == kAgentType + 1 && !request.client))
+        return query; // an agent type is one without a client as well
+    Scope scope(levels.at(end - 1).kind);
+    scope.properties = false;
+    for (std::size_t place = 0; place < end; ++place) {
+        const auto& [kind, given, id] = levels.at(place);
+        if (!given)
+            continue;
+        const auto& selector =
+            scope.selectors[place].emplace(kind, place == kAgentType ? std::to_string(query.appType) : *given);
+        if (!selector.id && !request.client)
+            throw tools::CommandError(tools::kExitUsage,
+                                      std::string("the ") + kind.names.one + " '" + given.value() +
+                                          "' is named without its client: give --client, or its id",
+                                      tools::kMissingArgument);
     }
-    query.clientId = names.clientId;
-    for (const Level& level : levels) {
-        query.*level.id = names.*level.id;
-        if (level.given)
-            if (const Selector selector(level.kind, *level.given); selector.id)
-                query.*level.id = *selector.id;
-    }
+    Walk walk(scope);
+    walk.run([](const Path&, int, const Entity*) { return true; });
+    for (std::size_t place = 0; place < end; ++place)
+        if (levels.at(place).given)
+            query.*levels.at(place).id = walk.found(place).first;
     return query;
 }
 
@@ -202,7 +206,7 @@ ShownJob finishedOne(int jobId, int user) {
     const bool known = query.getDescription(jobId) == 0;
     throwDatabaseFailure(kFetchFailed);
     if (!known)
-        throwNotFound("there is no job " + std::to_string(jobId));
+        throw tools::CommandError(tools::kExitNotFound, "there is no job " + std::to_string(jobId), kFetchFailed);
     constexpr int kOnce = 3;
     const bool visible = query.isJobVisibleForThisUser(jobId, user, kOnce) != 0;
     throwDatabaseFailure(kFetchFailed);

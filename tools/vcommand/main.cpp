@@ -60,7 +60,7 @@ Exit codes:
   2  the command line is wrong
   3  the named entity or the database does not exist
   4  the data given are wrong, such as a name that several entities have; the
-     login was refused or has expired)";
+     login was refused or has expired; the job is not for this user)";
 
 /// Adds an option that may be given once and is kept only if it is.
 CLI::Option* addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
@@ -98,7 +98,7 @@ class Command {
 /// The options that choose, order and cut a list of a kind.
 void addArrangement(CLI::App& command, Arrangement::Words& words, const Kind& kind, CLI::Option* without = nullptr) {
     const std::array options{
-        command.add_option("--filter", words.filters, "A condition that must hold, such as status!=0; may be repeated")
+        command.add_option("--filter", words.filters, "A condition that must hold, such as id>100; may be repeated")
             ->allow_extra_args(false),
         command.add_option("--sort", words.sorts, "A column to sort by, with ',desc' backwards; may be repeated")
             ->allow_extra_args(false),
@@ -173,7 +173,7 @@ class EntityCommand final : public Command {
     std::optional<Arrangement> arrangement_;
 };
 
-/// `jobs`: the running ones, their numbers, or both again and again.
+/// `jobs`: the running ones or how many they are, once or again and again.
 class JobsCommand final : public Command {
   public:
     explicit JobsCommand(CLI::App& parent) : Command(parent.add_subcommand("jobs", "List running jobs")) {
@@ -230,8 +230,12 @@ class JobCommand final : public Command {
         for (const std::string& text : given_) {
             const auto id = tools::parseId(text);
             if (!id || *id <= 0)
-                throw tools::CommandError(tools::kExitUsage, "'" + tools::shown(text) + "' is no job id",
-                                          tools::kInvalidArgument);
+                throw tools::CommandError(
+                    tools::kExitUsage,
+                    "'" + tools::shown(text) +
+                        "' is no job id: write a whole number from 1 to 2147483647, without plus sign and "
+                        "leading zeros",
+                    tools::kInvalidArgument);
             if (std::ranges::find(ids_, *id) == ids_.end())
                 ids_.push_back(*id);
         }
