@@ -1,6 +1,9 @@
 #include "vcommand/Watch.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -17,16 +20,35 @@ void write(std::string_view text) {
         throw tools::CommandError(tools::kExitFailed, std::string("cannot write the output: ") + std::strerror(errno));
 }
 
-/// The signals that end, stop or redraw, kept back while this lives: they are taken between two drawings.
+constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l";
+constexpr std::string_view kLeave = "\x1b[?25h\x1b[?1049l";
+
+constexpr std::array kEnding{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
+
+/// Ends out of a drawing, with what a signal handler may do.
+extern "C" void endDrawing(int /*signal*/) {
+    (void)!::write(STDOUT_FILENO, kLeave.data(), kLeave.size());
+    _exit(tools::kExitDone);
+}
+
+/// The signals that end, stop or redraw, kept back while this lives: they are taken between two drawings, and those
+/// that end also within one.
 class HeldSignals {
   public:
     HeldSignals() {
         sigemptyset(&held_);
-        for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGTSTP, SIGWINCH})
+        for (const int signal : {SIGTSTP, SIGWINCH})
+            sigaddset(&held_, signal);
+        for (const int signal : kEnding)
             sigaddset(&held_, signal);
         pthread_sigmask(SIG_BLOCK, &held_, &before_);
+        std::ranges::transform(kEnding, actions_.begin(), [](int signal) { return std::signal(signal, &endDrawing); });
     }
-    ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    ~HeldSignals() {
+        for (std::size_t i = 0; i < kEnding.size(); ++i)
+            std::signal(kEnding.at(i), actions_.at(i));
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
     HeldSignals(const HeldSignals&) = delete;
     HeldSignals& operator=(const HeldSignals&) = delete;
 
@@ -36,18 +58,32 @@ class HeldSignals {
         return sigtimedwait(&held_, nullptr, &time);
     }
     /// Stops the process as Ctrl-Z does, until it is continued.
-    void stop() const {
+    static void stop() {
         std::raise(SIGTSTP);
-        sigset_t only{};
-        sigemptyset(&only);
-        sigaddset(&only, SIGTSTP);
-        pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
-        pthread_sigmask(SIG_BLOCK, &only, nullptr);
+        const Let let(std::array{SIGTSTP});
     }
+
+    /// Those of them that may come while this lives.
+    class Let {
+      public:
+        template <class Signals> explicit Let(const Signals& signals) {
+            sigemptyset(&let_);
+            for (const int signal : signals)
+                sigaddset(&let_, signal);
+            pthread_sigmask(SIG_UNBLOCK, &let_, nullptr);
+        }
+        ~Let() { pthread_sigmask(SIG_BLOCK, &let_, nullptr); }
+        Let(const Let&) = delete;
+        Let& operator=(const Let&) = delete;
+
+      private:
+        sigset_t let_{};
+    };
 
   private:
     sigset_t held_{};
     sigset_t before_{};
+    std::array<void (*)(int), kEnding.size()> actions_{};
 };
 
 /// The terminal's other screen, without a cursor, while this lives.
@@ -63,10 +99,6 @@ class OtherScreen {
         action();
         write(kEnter);
     }
-
-  private:
-    static constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l";
-    static constexpr std::string_view kLeave = "\x1b[?25h\x1b[?1049l";
 };
 
 /// The text as the whole of a screen: each line takes the place of the one that was there. Erased is before writing:
@@ -93,17 +125,17 @@ std::string screenOf(std::string_view text) {
 } // namespace
 
 void watch(std::chrono::seconds interval, const std::function<std::string(std::size_t width)>& draw) {
-    const HeldSignals signals;
     std::string text = draw(tools::terminalWidth()); // what fails at once leaves the screen as it is
+    const HeldSignals signals;
     const OtherScreen screen;
-    write(screenOf(text));
     while (true) {
+        write(screenOf(text));
         const int signal = signals.wait(interval);
         if (signal == SIGTSTP)
-            OtherScreen::leaveWhile([&] { signals.stop(); });
+            OtherScreen::leaveWhile(&HeldSignals::stop);
         else if (signal >= 0 && signal != SIGWINCH)
             return;
+        const HeldSignals::Let let(kEnding); // the database may take its time
         text = draw(tools::terminalWidth());
-        write(screenOf(text));
     }
 }
