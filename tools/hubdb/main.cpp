@@ -177,7 +177,7 @@ std::string parse(int argc, char** argv, Request& request) {
     addCommand(user, "enable", "Let a disabled user log in again", {login},
                [&](const hubdb::DatabaseUrl& url) { return enableUser(url, operands[0], true); });
     CLI::App* const jobs =
-        addCommand(user, "jobs", "Show or set whose running jobs a user may see", {login},
+        addCommand(user, "jobs", "Show or set whose jobs a user may see", {login},
                    [&](const hubdb::DatabaseUrl& url) { return setVisibleJobs(url, operands[0], request.visible); });
     auto* const clients = jobs->add_option("--client", request.visible.clients,
                                            "Those of this client, by id or name, and no others; may be repeated")
