@@ -193,6 +193,9 @@ TEST_P(Jobs, AreThoseOfWhoIsLoggedIn) {
     }
     EXPECT_THAT(tool(VSDK_HUBDB_PATH, {"user", "jobs", "alice", "--client", "nobody"}),
                 "3 hubdb: there is no client 'nobody'\n");
+    hub_->run("UPDATE APP_Client SET name = 'mail01' WHERE id = 4");
+    EXPECT_THAT(tool(VSDK_HUBDB_PATH, {"user", "jobs", "alice", "--client", "mail01"}),
+                "4 hubdb: several clients are named 'mail01': give an id\n");
     EXPECT_THAT(tool(VSDK_VCOMMAND_PATH, {"job", "105"}), HasSubstr("error 1026"));
     EXPECT_THAT(tool(VSDK_VCOMMAND_PATH, {"job", "101"}), HasSubstr("job 101 is not yours to see"));
     tool(VSDK_VCOMMAND_PATH, {"logout"});

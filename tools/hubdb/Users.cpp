@@ -228,11 +228,13 @@ int clientOf(const std::string& given, DBtran* transaction) {
         client.setWhere("id=%d", *id);
     else
         client.setWhere("name='%s'", dbText(given));
-    const int status = getOneRow(&client, false, -1, 0);
-    if (status == kDbNoRow)
+    std::vector<int> ids;
+    Connected::require(eachRow(client, [&ids](const APP_Client_t& row) { ids.push_back(row.id); }));
+    if (ids.empty())
         throw tools::CommandError(tools::kExitNotFound, "there is no client " + quoted(given));
-    Connected::require(status);
-    return client.getDataPtr()->id;
+    if (ids.size() > 1)
+        refuse("several clients are named " + quoted(given) + ": give an id");
+    return ids.front();
 }
 
 void showJobsOf(int userId, int clientId, DBtran* transaction) {

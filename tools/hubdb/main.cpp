@@ -32,7 +32,8 @@ Exit codes:
   0  done
   1  the database reported a failure, or check or doctor found one
   2  the command line is wrong
-  3  the database's file, the estate's, the user or the parameter does not exist
+  3  the database's file, the estate's, the user, the client or the parameter does
+     not exist
   4  the data given are wrong; nothing was changed)";
 
 /// In front of the footer of the commands that add rows.
