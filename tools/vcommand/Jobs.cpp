@@ -10,7 +10,6 @@
 #include "db/HubDatabase.h"
 #include "jobs/VSDKJobInfo.h"
 #include "vcommand/Failures.h"
-#include "vcommand/Sessions.h"
 #include "vcommand/Walk.h"
 #include "vcommand/kinds/Kinds.h"
 
@@ -18,6 +17,7 @@ namespace {
 
 constexpr int kJobNotVisible = 1026;
 constexpr int kFetchFailed = 1285;
+constexpr const char* kUnreadable = "the job manager's answer cannot be read";
 
 /// What is shown of a job.
 struct ShownJob {
@@ -166,12 +166,11 @@ int typesOf(const JobsRequest& request) {
 }
 
 /// Asks for the jobs, which the query then holds.
-VSDK_JobList ask(const hubdb::DatabaseUrl& url, const JobsRequest& request) {
+VSDK_JobList ask(int user, const JobsRequest& request) {
     HubDatabase::clearLastFailure();
-    const int user = userOf(url);
     VSDK_JobList query = queryFor(request);
     std::vector<_VSDK_Job> jobs;
-    require(query.FetchJobList(jobs, typesOf(request), user), "the job manager's answer cannot be read");
+    require(query.FetchJobList(jobs, typesOf(request), user), kUnreadable);
     return query;
 }
 
@@ -192,10 +191,13 @@ std::map<int, ShownJob> runningOnes(const std::vector<int>& jobIds, int user) {
         for (const int jobId : jobIds)
             if (query.isJobVisibleForThisUser(jobId, user, kOnce) == 0 && query.getDescription(jobId) == 0)
                 refuseToShow(jobId);
-    require(code, "the job manager's answer cannot be read");
+    require(code, code == kJobNotVisible ? "one of the jobs is not yours to see" : kUnreadable);
     std::map<int, ShownJob> running;
     for (_VSDK_Job& job : jobs) {
         ShownJob& shown = running[job.jobId];
+        if (query.getDescription(job.jobId) == 0)
+            shown.description = query.description;
+        throwDatabaseFailure(kFetchFailed);
         shown.job = std::move(job);
     }
     return running;
@@ -212,12 +214,13 @@ ShownJob finishedOne(int jobId, int user) {
     throwDatabaseFailure(kFetchFailed);
     if (!visible)
         refuseToShow(jobId);
-    auto running = runningOnes({jobId}, user); // begun meanwhile
-    ShownJob shown = running.empty() ? ShownJob{} : std::move(running.at(jobId));
+    if (auto begun = runningOnes({jobId}, user); !begun.empty()) // meanwhile
+        return std::move(begun.at(jobId));
+    ShownJob shown;
     shown.job.jobId = jobId;
-    shown.finished = running.empty();
-    if (shown.finished)
-        shown.job.status = "Finished";
+    shown.job.status = "Finished";
+    shown.finished = true;
+    shown.description = query.description;
     return shown;
 }
 
@@ -228,8 +231,8 @@ const Kind& jobKind() {
     return kKind;
 }
 
-Answer listJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request, const Arrangement& arrangement) {
-    VSDK_JobList query = ask(url, request);
+Answer listJobs(int user, const JobsRequest& request, const Arrangement& arrangement) {
+    VSDK_JobList query = ask(user, request);
     Answer answer{jobKind(), jobKind().columns(true, false), {}, arrangement.columns()};
     for (_VSDK_Job& job : query.jobs)
         if (Row row = rowOf({std::move(job)}, false); arrangement.passes(row))
@@ -238,8 +241,8 @@ Answer listJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request, const
     return answer;
 }
 
-Answer countJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request) {
-    const VSDK_JobList query = ask(url, request);
+Answer countJobs(int user, const JobsRequest& request) {
+    const VSDK_JobList query = ask(user, request);
     static const NumberKind kSummary({.one = "summary", .many = "summaries"});
     Answer answer{kSummary, {}, {Row{}}};
     const auto add = [&answer](const char* name, int count) {
@@ -257,19 +260,13 @@ Answer countJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request) {
     return answer;
 }
 
-Answer showJobs(const hubdb::DatabaseUrl& url, const std::vector<int>& jobIds) {
+Answer showJobs(int user, const std::vector<int>& jobIds) {
     HubDatabase::clearLastFailure();
-    const int user = userOf(url);
     auto running = runningOnes(jobIds, user);
     Answer answer{jobKind(), jobKind().columns(true, true), {}};
     for (const int jobId : jobIds) {
         const auto found = running.find(jobId);
-        ShownJob shown = found == running.end() ? finishedOne(jobId, user) : found->second;
-        VSDK_JobList query(jobId, "", 0, "", "", "");
-        if (query.getDescription(jobId) == 0)
-            shown.description = query.description;
-        throwDatabaseFailure(kFetchFailed);
-        answer.rows.push_back(rowOf(shown, true));
+        answer.rows.push_back(rowOf(found == running.end() ? finishedOne(jobId, user) : found->second, true));
     }
     return answer;
 }

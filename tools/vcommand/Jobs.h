@@ -4,11 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "db/DatabaseUrl.h"
 #include "vcommand/Commands.h"
 
-/// The commands about jobs. The database is connected; they throw a tools::CommandError. Whoever is logged in sees the
-/// jobs that are his to see; where nobody is, and nobody must be, all of them are shown.
+/// The commands about jobs, on behalf of a user, 0 for the system. The database is connected; they throw a
+/// tools::CommandError.
 
 /// A job, running or finished.
 const Kind& jobKind();
@@ -24,8 +23,8 @@ struct JobsRequest {
 };
 
 /// The running jobs that pass the arrangement, in its order. Names are looked for below their client.
-Answer listJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request, const Arrangement& arrangement);
+Answer listJobs(int user, const JobsRequest& request, const Arrangement& arrangement);
 /// How many of them are in which state.
-Answer countJobs(const hubdb::DatabaseUrl& url, const JobsRequest& request);
+Answer countJobs(int user, const JobsRequest& request);
 /// Each job with its failure reasons and description, in the order given.
-Answer showJobs(const hubdb::DatabaseUrl& url, const std::vector<int>& jobIds);
+Answer showJobs(int user, const std::vector<int>& jobIds);

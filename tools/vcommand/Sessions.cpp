@@ -25,7 +25,6 @@ constexpr int kTokenExpired = 313;
 constexpr int kUserFetchFailed = 1288;
 constexpr int kDecryptFailed = 1289;
 constexpr int kSessionFetchFailed = 1291;
-constexpr int kNotLoggedIn = 1293;
 
 using Login = SessionFile::Login;
 

@@ -17,6 +17,7 @@
 #include "db/DBStatus.h"
 #include "db/HubDatabase.h"
 #include "vcommand/Commands.h"
+#include "vcommand/Failures.h"
 #include "vcommand/Jobs.h"
 #include "vcommand/Output.h"
 #include "vcommand/Sessions.h"
@@ -202,7 +203,11 @@ class JobsCommand final : public Command {
     }
     bool isGuarded() const override { return false; } // it asks whose jobs are to be seen
     Answer run(const hubdb::DatabaseUrl& url) const override {
-        return summary_ ? countJobs(url, request_) : listJobs(url, request_, *arrangement_);
+        const int user = userOf(url);
+        if (user_ && *user_ != user) // what is watched is not to change hands
+            throw tools::CommandError(tools::kExitRefused, "whoever was logged in is so no more", kNotLoggedIn);
+        user_ = user;
+        return summary_ ? countJobs(user, request_) : listJobs(user, request_, *arrangement_);
     }
     bool isAlone() const override { return summary_; }
     std::optional<std::chrono::seconds> interval() const override {
@@ -216,6 +221,7 @@ class JobsCommand final : public Command {
     int interval_ = 2;
     Arrangement::Words words_;
     std::optional<Arrangement> arrangement_;
+    mutable std::optional<int> user_; ///< for whom it ran before
 };
 
 /// `job`: some by their ids.
@@ -241,7 +247,7 @@ class JobCommand final : public Command {
         }
     }
     bool isGuarded() const override { return false; }
-    Answer run(const hubdb::DatabaseUrl& url) const override { return showJobs(url, ids_); }
+    Answer run(const hubdb::DatabaseUrl& url) const override { return showJobs(userOf(url), ids_); }
     bool isAlone() const override { return false; }
     bool isInFields() const override { return true; }
 
