@@ -89,8 +89,8 @@ class VSDKDB_API VSDK_JobList : public VSDKDB_Base {
 
     /// Sets names and agent type, appends the job ids, and chooses the mode: by job ids when the first of them is not
     /// 0, whatever the others are; else by names when there is a name or an agent type of 1 or more; else by entity
-    /// ids, all of them 0. With a name of a subclient or backup set, an instance without a
-    /// name is "DefaultInstanceName", and a backup set without one "defaultBackupSet".
+    /// ids, all of them 0. With a name of a subclient or backup set, an instance without a name is
+    /// "DefaultInstanceName", and a backup set without one "defaultBackupSet".
     void initialize(std::vector<long long> ids, std::string client, int agent, std::string instance,
                     std::string backupset, std::string subclient);
 
@@ -121,8 +121,7 @@ class VSDKDB_API VSDK_JobList : public VSDKDB_Base {
     int getDescription(long long jobId);
 
     /// The job manager's answers for a category, kAnyCategory for all, also those of jobs that the user may not see
-    /// (message/JobMessages.h, jobmgr/OVManageDBForJM.h).
-    /// `out` is replaced on success; 1 when it is null.
+    /// (message/JobMessages.h, jobmgr/OVManageDBForJM.h). `out` is replaced on success; 1 when it is null.
     int getJobsFromDB(int userId, OVJobCategory category, std::vector<ZorvanUtilities::JobResponseVSDK>* out);
 
     /// 1 when the user may see the job, running or finished; else 0, also when the database fails. A query by job ids
