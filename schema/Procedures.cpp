@@ -223,9 +223,8 @@ auto makeTexts() {
                       "SELECT C.id, C.name, S.id, C.status, S.Name, C.releaseId FROM APP_Client C "
                       "JOIN SimOperatingSystem S ON S.id = C.simOperatingSystemId "
                       "WHERE C.id != 1 AND ?1 IS NOT NULL ORDER BY C.id"},
-        // Sessions that have expired at the time ?1, as VSDK_Sessions tells it: the parameter is read as atoi reads it,
-        // -1
-        // when it is missing or beyond 64 bits, and numbers wrap at 32 bits.
+        // Sessions that have expired at the time ?1, as VSDK_Sessions tells it: the parameter is read as atoi
+        // reads it, -1 when it is missing or beyond 64 bits, and numbers wrap at 32 bits.
         ProcedureText{
             "sec_VSDKMaintenance", "integer",
             "WITH given AS (SELECT ltrim(coalesce((SELECT coalesce(value, '') FROM ZXGlobalParam "
