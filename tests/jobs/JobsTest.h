@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -14,7 +13,10 @@ namespace estate {
 
 /// A text as it stands between the quotes of a literal.
 inline std::string escaped(const std::string& text) {
-    return std::regex_replace(text, std::regex("'"), "''");
+    std::string quoted;
+    for (const char c : text)
+        quoted += c == '\'' ? "''" : std::string(1, c);
+    return quoted;
 }
 inline std::string visibility(int user, int client) {
     return row("UMJobVisibility", "userId, clientId", user, client);
