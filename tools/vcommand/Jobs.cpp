@@ -176,7 +176,11 @@ VSDK_JobList ask(int user, const JobsRequest& request) {
 
 // ---- single jobs
 
+constexpr int kOnce = 3; ///< a visibility check with so many tries behind it makes no other
+
+/// Also what could not be asked is not visible: then that is the reason.
 [[noreturn]] void refuseToShow(int jobId) {
+    throwDatabaseFailure(kFetchFailed);
     throw tools::CommandError(tools::kExitRefused, "job " + std::to_string(jobId) + " is not yours to see",
                               kJobNotVisible);
 }
@@ -186,7 +190,6 @@ std::map<int, ShownJob> runningOnes(const std::vector<int>& jobIds, int user) {
     VSDK_JobList query(std::vector<long long>(jobIds.begin(), jobIds.end()), "", 0, "", "", "");
     std::vector<_VSDK_Job> jobs;
     const int code = query.FetchJobList(jobs, VSDK_JobList::kAllJobs, user);
-    constexpr int kOnce = 3;
     if (code == kJobNotVisible)
         for (const int jobId : jobIds)
             if (query.isJobVisibleForThisUser(jobId, user, kOnce) == 0 && query.getDescription(jobId) == 0)
@@ -209,10 +212,7 @@ ShownJob finishedOne(int jobId, int user) {
     throwDatabaseFailure(kFetchFailed);
     if (!known)
         throw tools::CommandError(tools::kExitNotFound, "there is no job " + std::to_string(jobId), kFetchFailed);
-    constexpr int kOnce = 3;
-    const bool visible = query.isJobVisibleForThisUser(jobId, user, kOnce) != 0;
-    throwDatabaseFailure(kFetchFailed);
-    if (!visible)
+    if (query.isJobVisibleForThisUser(jobId, user, kOnce) == 0)
         refuseToShow(jobId);
     if (auto begun = runningOnes({jobId}, user); !begun.empty()) // meanwhile
         return std::move(begun.at(jobId));
