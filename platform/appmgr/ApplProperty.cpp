@@ -23,8 +23,15 @@ std::string ApplProperty::part(std::size_t number) const {
     return std::string(rest.substr(0, rest.find(kSeparator)));
 }
 
-int MSSQLDBProperty::getDatabaseId() const {
+MSSQLDBProperty::MSSQLDBProperty(const std::string& name, const std::string& /*second*/)
+    : ApplProperty(name, kSqlDatabaseProperty, std::nullopt) {}
+
+int MSSQLDBProperty::getDBId() const {
     return getValue() ? numberOf(*getValue()) : 0;
+}
+
+void MSSQLDBProperty::setDBId(unsigned long id) {
+    setValue(std::to_string(static_cast<int>(id)));
 }
 
 std::shared_ptr<const ApplProperty> ApplProperty::make(std::string name, int type, std::optional<std::string> value) {

@@ -11,7 +11,8 @@
 /// Types of properties that have a form of their own (APP_*Prop.attrType).
 enum ApplPropertyType : int { kMailboxProperty = 111, kMailDatabaseProperty = 112, kSqlDatabaseProperty = 118 };
 
-/// A current property of a backup set or a subclient: the row of an APP_*Prop table whose `modified` is 0. Immutable.
+/// A current property of a backup set or a subclient: the row of an APP_*Prop table whose `modified` is 0. One that is
+/// in a list is not changed any more.
 class VSDKPLATFORM_API ApplProperty {
   public:
     ApplProperty(std::string name, int type, std::optional<std::string> value)
@@ -29,6 +30,7 @@ class VSDKPLATFORM_API ApplProperty {
   protected:
     /// The parts of the value between its separator bytes, by their number from 0; empty where there are fewer.
     std::string part(std::size_t number) const;
+    void setValue(std::string value) { value_ = std::move(value); }
 
   private:
     std::string name_;
@@ -40,9 +42,14 @@ class VSDKPLATFORM_API ApplProperty {
 class VSDKPLATFORM_API MSSQLDBProperty : public ApplProperty {
   public:
     using ApplProperty::ApplProperty;
-    std::string getDatabaseName() const { return getName(); }
-    /// 0 without a value, or when it begins with no digit.
-    int getDatabaseId() const;
+    /// One to be set. The second text is not stored.
+    explicit MSSQLDBProperty(const std::string& name, const std::string& second = "");
+
+    const std::string& getDBName() const { return getName(); }
+    /// 0 without a value, or when it begins with no number.
+    int getDBId() const;
+    /// Its low 32 bits.
+    void setDBId(unsigned long id);
 };
 
 /// A mailbox of a mail subclient. Its value holds display name, container and mailbox name.
@@ -68,7 +75,7 @@ class PropertiesList {
   public:
     using Properties = std::vector<std::shared_ptr<const ApplProperty>>;
 
-    void add(std::shared_ptr<const ApplProperty> property) { properties_.push_back(std::move(property)); }
+    void addToPropList(std::shared_ptr<const ApplProperty> property) { properties_.push_back(std::move(property)); }
     void clear() { properties_.clear(); }
     std::size_t size() const { return properties_.size(); }
     Properties::const_iterator begin() const { return properties_.begin(); }

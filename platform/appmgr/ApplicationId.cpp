@@ -1,10 +1,37 @@
 #include "appmgr/ApplicationId.h"
 
+#include <limits>
+#include <string>
+
 #include "Db/Tbl/APP_Application.h"
+#include "Db/Tbl/ArchGroup.h"
+#include "appmgr/SubclientChange.h"
 
 namespace {
 
 constexpr int kNotRead = 1;
+
+/// Writes a policy's id into the column that `current` and `update` are about.
+int changePolicy(unsigned long subclient, unsigned long policyId, void* transaction,
+                 std::int32_t APP_Application_t::*current, int (*update)(APP_Application& row, int policy)) {
+    SubclientChange change(static_cast<int>(subclient), transaction);
+    return change.make([=](SubclientChange& of) -> int {
+        int status = kDbNoRow; // of ids that are no 32-bit number too
+        const int policy = policyId <= std::numeric_limits<int>::max() ? static_cast<int>(policyId) : 0;
+        if (policy != 0) {
+            ArchGroup row(of.transaction());
+            row.setIsolationType(4);
+            row.setWhere("id=%d", policy);
+            status = getOneRow(&row, false, -1, 0);
+        }
+        if (status == kDbNoRow)
+            return of.refuse(status, "there is no storage policy " + std::to_string(static_cast<long>(policyId)));
+        if (status != kDbOk || of.subclient().getDataPtr()->*current == policy)
+            return status;
+        status = of.beforeWrite();
+        return status == kDbOk ? update(of.subclient(), policy) : status;
+    });
+}
 
 } // namespace
 
@@ -23,6 +50,10 @@ int ApplicationId::read(void* transaction) {
         constexpr std::size_t kAppTypeColumn = 2;
         static_assert(APP_Application_t2::kColumns[kAppTypeColumn].offset == offsetof(APP_Application_t, appTypeId));
         subclient_ = std::make_unique<Subclient>(*row.getDataPtr());
+        clientId_ = row.getDataPtr()->clientId;
+        instanceId_ = row.getDataPtr()->instance;
+        backupSetId_ = row.getDataPtr()->backupSet;
+        backupSet_.emplace(static_cast<unsigned long>(backupSetId_));
         const int type = row.getDataPtr()->appTypeId;
         if (row.getIndicator(kAppTypeColumn) == 0 && type != -1)
             appType_ = static_cast<unsigned long>(type);
@@ -34,8 +65,28 @@ Subclient* ApplicationId::getSubclient(void* transaction) {
     return read(transaction) == kDbOk ? subclient_.get() : nullptr;
 }
 
+BackupSet* ApplicationId::getBackupSet(void* transaction) {
+    return read(transaction) == kDbOk ? &*backupSet_ : nullptr;
+}
+
 int ApplicationId::getAppType(unsigned long& appType, void* transaction) {
     const int status = read(transaction);
     appType = appType_;
     return status;
+}
+
+int ApplicationId::setDataArchiveGroup(unsigned long policyId, void* transaction, int* /*code*/, int* /*reserved*/) {
+    return changePolicy(id_, policyId, transaction, &APP_Application_t::dataArchGrpID,
+                        [](APP_Application& row, int policy) { return row.rowUpdate("dataArchGrpID = %d", policy); });
+}
+
+int ApplicationId::setIndexArchiveGroup(unsigned long policyId, void* transaction, int* /*code*/, int* /*reserved*/) {
+    return changePolicy(id_, policyId, transaction, &APP_Application_t::logArchGrpID,
+                        [](APP_Application& row, int policy) { return row.rowUpdate("logArchGrpID = %d", policy); });
+}
+
+int ApplicationId::removeBackupTime(int /*which*/, void* transaction) {
+    return SubclientChange(static_cast<int>(id_), transaction).make([](SubclientChange& change) {
+        return change.setReferenceTime(0);
+    });
 }

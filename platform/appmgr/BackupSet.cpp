@@ -1,5 +1,6 @@
 #include "appmgr/BackupSet.h"
 
+#include "Db/Tbl/APP_BackupSetName.h"
 #include "Db/Tbl/APP_BackupSetProp.h"
 #include "db/EachRow.h"
 
@@ -17,6 +18,16 @@ int BackupSet::isOnDemandBackupset(bool& result, void* transaction) {
         return status;
     result = status == kDbOk && property.getDataPtr()->attrVal.bytes == "1";
     return kDbOk;
+}
+
+int BackupSet::getLastModifiedTime(std::int64_t& time, void* transaction) {
+    APP_BackupSetName set(static_cast<DBtran*>(transaction));
+    set.setIsolationType(4);
+    set.setWhere("id=%d", static_cast<int>(id_));
+    const int status = getOneRow(&set, false, -1, 0);
+    if (status == kDbOk)
+        time = set.getDataPtr()->modified;
+    return status;
 }
 
 int BackupSet::getProperties(PropertiesList& properties, void* transaction) {

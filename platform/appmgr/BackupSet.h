@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "PlatformExport.h"
 #include "appmgr/ApplProperties.h"
 #include "appmgr/PropCallBack.h"
@@ -16,10 +18,15 @@ class VSDKPLATFORM_API BackupSet : public virtual ApplProperties, public virtual
 
     /// Whether the property "On Demand Backupset" is 1. 0, or a status of db/DBStatus.h and `result` as it was.
     virtual int isOnDemandBackupset(bool& result, void* transaction);
+    /// When the set, or a subclient of it, was changed last: Unix seconds, 0 for NULL. It differs from every earlier
+    /// one, also after two changes within a second. 0, or a status of db/DBStatus.h (100: no such set) and `time` as it
+    /// was.
+    virtual int getLastModifiedTime(std::int64_t& time, void* transaction);
     int getProperties(PropertiesList& properties, void* transaction) override;
 
     int getPropertiesCallback(const char* name, int type, const char* value, int /*flags*/) override {
-        cache_.add(ApplProperty::make(name, type, value == nullptr ? std::nullopt : std::optional<std::string>(value)));
+        cache_.addToPropList(
+            ApplProperty::make(name, type, value == nullptr ? std::nullopt : std::optional<std::string>(value)));
         return 0;
     }
     /// Nothing is read ahead of the questions.

@@ -213,7 +213,7 @@ int DBtable::fail(int status, const std::string& words) {
     hubdb::lastFailure() = {status, lastWords_};
     // Whatever failed, what its caller meant to do is not whole any more.
     if (transaction_ != nullptr)
-        transaction_->statementFailed();
+        transaction_->statementFailed(lastWords_);
     return status;
 }
 

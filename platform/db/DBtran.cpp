@@ -92,6 +92,21 @@ int DBtran::rollbackTran() {
     return kDbOk;
 }
 
+int DBtran::refuse(int status, const std::string& words) {
+    statementFailed(words);
+    return fail(status, words);
+}
+
+void DBtran::statementFailed(const std::string& words) {
+    if (!failed_)
+        failedWords_ = words;
+    failed_ = true;
+}
+
+bool DBtran::once(const OVDBRowDeclaration& table, std::int64_t id) {
+    return named_.emplace(&table, id).second;
+}
+
 void DBtran::addObject(DBtable* accessor) {
     objects_.push_back(accessor);
 }
@@ -119,6 +134,7 @@ void DBtran::endReads() noexcept {
 
 void DBtran::close() noexcept {
     failed_ = false;
+    named_.clear();
     lease_.release();
 }
 
@@ -128,7 +144,8 @@ hubdb::Lease* DBtran::usable(hubdb::EngineError& error) {
     else if (!lease_.usable())
         error = {kDbConnectionLost, 0, "the transaction belongs to the process that this one was forked from"};
     else if (failed_)
-        error = {kDbTransactionFailed, 0, "a statement of the transaction failed: roll it back"};
+        error = {kDbTransactionFailed, 0,
+                 "the transaction is to be rolled back, since something in it failed: " + failedWords_};
     else
         return &lease_;
     return nullptr;

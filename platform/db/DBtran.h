@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "PlatformExport.h"
@@ -8,6 +11,7 @@
 #include "db/DBStatus.h"
 
 class DBtable;
+struct OVDBRowDeclaration;
 
 /// A transaction: what its accessors write happens whole or not at all. Isolation is repeatable read.
 ///
@@ -16,8 +20,8 @@ class DBtable;
 ///
 ///     new --startTran: 0--> open --commitTran--> ended (committed, rolled back, or unknown)
 ///                            |  \--rollbackTran--> ended
-///                            +--an accessor's call fails, whatever the reason, or the connection is lost--> failed:
-///                               every further call fails until rollbackTran; commitTran rolls back and says so
+///                            +--an accessor's call fails, whatever the reason, the connection is lost, or refuse()-->
+///                               failed: every further call fails until rollbackTran; commitTran rolls back and says so
 ///
 /// No row (100) is no failure.
 class VSDKPLATFORM_API DBtran {
@@ -37,6 +41,12 @@ class VSDKPLATFORM_API DBtran {
     /// 0 rolled back, also when the connection is gone; kDbTransactionFailed when nothing is open.
     int rollbackTran();
 
+    /// For services that write: what they were asked cannot be done, so that nothing else of the transaction may be.
+    /// Returns `status`, which HubDatabase::lastFailure tells with `words`.
+    int refuse(int status, const std::string& words);
+    /// True when this row of a table is named for the first time in this transaction: what is to happen once in it.
+    bool once(const OVDBRowDeclaration& table, std::int64_t id);
+
     /// Called by accessors: their open reads end with the transaction.
     virtual void addObject(DBtable* accessor);
     void removeObject(DBtable* accessor) noexcept;
@@ -54,11 +64,13 @@ class VSDKPLATFORM_API DBtran {
     void close() noexcept;
     /// The connection, null when no statement may run: `error` tells why.
     hubdb::Lease* usable(hubdb::EngineError& error);
-    void statementFailed() { failed_ = true; }
+    void statementFailed(const std::string& words);
 
     bool readOnly_;
     bool failed_ = false;
+    std::string failedWords_; ///< of what failed first
     hubdb::Lease lease_;
     std::vector<DBtable*> objects_;
+    std::set<std::pair<const OVDBRowDeclaration*, std::int64_t>> named_; ///< by once()
     std::string errorWords_;
 };

@@ -29,17 +29,6 @@ constexpr const char* kFetchProperties = "FetchProperties"; // the tag of its lo
 constexpr OVOpType kBackup{4};
 constexpr OVOpType kOperation57{57};
 
-/// Agent types by what their content is.
-constexpr std::array kFileSystemTypes{1,  11, 12, 13, 17, 18, 19, 20, 21, 29, 33,
-                                      34, 36, 38, 42, 43, 63, 64, 74, 86, 88};
-constexpr std::array kSqlTypes{4, 16, 70, 81};
-constexpr std::array kMailTypes{8, 9, 14, 15, 35, 44, 45, 53, 54, 55, 56, 57, 67, 68, 82};
-constexpr std::array kMailDatabaseTypes{9, 15, 53}; // of the mail types
-
-template <std::size_t N> bool isOneOf(const std::array<int, N>& types, unsigned long type) {
-    return std::find(types.begin(), types.end(), static_cast<int>(type)) != types.end() && type <= 0x7FFFFFFFUL;
-}
-
 /// A text in a buffer of 1,024 bytes: what does not fit is cut, at a character.
 std::string bounded(std::string text) {
     constexpr std::size_t kBuffer = 1024;
@@ -62,7 +51,24 @@ std::string mailDatabaseEntry(const ExchangeDBProperty& database) {
 
 VSDK_Subclient::VSDK_Subclient(int subclient)
     : appTypeId(0), subclientId(subclient), status(0), backupSetModifiedTime(0), numNWAgents(0), compressWhere(0),
-      activityFlags(0), applicationNumber1(0), applicationNumber2(0), applicationNumber3(0), subclientPolicyId(0) {}
+      activityFlags(0), applicationNumber1(0), applicationNumber2(0), applicationNumber3(0), subclientPolicyId(0),
+      dataStoragePolicyId(0), indexStoragePolicyId(0), dataReaders(0), stagedContent(nullptr), changeMask(0),
+      commitAppTypeId(0), transaction(nullptr), commitOutcome(CommitOutcome::kNone) {}
+
+VSDK_Subclient::ContentKind VSDK_Subclient::contentKind(unsigned long appType) {
+    static constexpr std::array kPathTypes{
+        1UL,  11UL, 12UL, 13UL, 17UL, 18UL, 19UL, 20UL, 21UL, 29UL, 33UL,
+        34UL, 36UL, 38UL, 42UL, 43UL, 63UL, 64UL, 74UL, 86UL, 88UL, ApplicationId::kUnsetAppType};
+    static constexpr std::array kSqlTypes{4UL, 16UL, 70UL, 81UL};
+    static constexpr std::array kMailboxTypes{8UL, 14UL, 35UL, 44UL, 45UL, 54UL, 55UL, 56UL, 57UL, 67UL, 68UL, 82UL};
+    static constexpr std::array kMailDatabaseTypes{9UL, 15UL, 53UL};
+    const auto isOneOf = [appType](const auto& types) { return std::ranges::find(types, appType) != types.end(); };
+    return isOneOf(kPathTypes)           ? ContentKind::kPaths
+           : isOneOf(kSqlTypes)          ? ContentKind::kSqlDatabases
+           : isOneOf(kMailboxTypes)      ? ContentKind::kMailboxes
+           : isOneOf(kMailDatabaseTypes) ? ContentKind::kMailDatabases
+                                         : ContentKind::kOther;
+}
 
 int VSDK_Subclient::FetchProperties(APP_Application_t* row, bool allSubclients) {
     ApplicationId application(ApplicationId::kSubclientLevel, static_cast<unsigned long>(subclientId));
@@ -100,7 +106,8 @@ int VSDK_Subclient::FetchProperties(APP_Application_t* row, bool allSubclients) 
         return kFetchFailed;
     storagePolicyName = policy.GetName();
 
-    if (appType == ApplicationId::kUnsetAppType || isOneOf(kFileSystemTypes, appType)) {
+    const ContentKind kind = contentKind(appType);
+    if (kind == ContentKind::kPaths) {
         BackupContent texts;
         (void)subclient->getBackupContent(texts, nullptr);
         content.insert(content.end(), texts.begin(), texts.end());
@@ -123,10 +130,10 @@ int VSDK_Subclient::FetchProperties(APP_Application_t* row, bool allSubclients) 
     if (enabled)
         activityFlags |= kOperation57Activity;
 
-    if (isOneOf(kSqlTypes, appType))
+    if (kind == ContentKind::kSqlDatabases)
         fetchSqlContent();
-    else if (isOneOf(kMailTypes, appType))
-        return fetchMailContent(*subclient, isOneOf(kMailDatabaseTypes, appType));
+    else if (kind == ContentKind::kMailboxes || kind == ContentKind::kMailDatabases)
+        return fetchMailContent(*subclient, kind == ContentKind::kMailDatabases);
     return 0;
 }
 

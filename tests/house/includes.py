@@ -29,8 +29,8 @@ MAY_INCLUDE = {
     "platform/message": {"platform/log"},
     "src/common": {"platform/log", "platform/message", "platform/system"},
     "src/dblayer": {"src/common", "platform/log"},
-    "src/entities": ENTITIES,
-    "src/jobs": ENTITIES | {"src/entities"},
+    "src/jobs": ENTITIES,
+    "src/entities": ENTITIES | {"src/jobs"},
     "src/users": ENTITIES | {"src/entities"},
 }
 TOOLS = (set(MAY_INCLUDE) - ENGINES) | {"tools/common"}
