@@ -57,6 +57,12 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
     std::string applicationText;            ///< description
     unsigned long subclientPolicyId;        ///< id of the subclient policy it follows; 0 for none
 
+    /// What the content of an agent type consists of. Commits can change paths and SQL databases.
+    enum class ContentKind : std::uint8_t { kPaths, kSqlDatabases, kMailboxes, kMailDatabases, kOther };
+    /// Of paths are the types 1, 11, 12, 13, 17 to 21, 29, 33, 34, 36, 38, 42, 43, 63, 64, 74, 86, 88 and all ones, the
+    /// unset type; of SQL databases 4, 16, 70 and 81.
+    static ContentKind contentKind(unsigned long appType);
+
     /// Bits of `changeMask`.
     static constexpr unsigned int kContentStaged = 0x1;
     static constexpr unsigned int kDataStoragePolicyStaged = 0x2;
@@ -107,11 +113,11 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
 
     // ---- changes
 
-    /// Stages paths in the place of the file-system content, for agent types 1, 11, 12, 13, 17 to 21, 29, 33, 34, 36,
-    /// 38, 42, 43, 63, 64, 74, 86, 88 and the unset one. The vector is not copied: the object keeps the pointer, and
-    /// reads what it leads to when it commits. An empty vector stages an empty content.
+    /// Stages paths in the place of the content, for agent types whose content is paths. The vector is not copied: the
+    /// object keeps the pointer, and reads what it leads to when it commits. An empty vector stages an empty content.
     void SetContent(std::vector<std::string>* paths);
-    /// Stages databases in the place of the SQL content, for agent types 4, 16, 70 and 81: replaces `sqlContent`.
+    /// Stages databases in the place of the content, for agent types whose content is SQL databases: replaces
+    /// `sqlContent`. Of several with one name the last counts.
     void SetSQLContent(std::list<_VSDK_SQLContent> databases);
     void SetDataStoragePolicy(int id);
     void SetIndexStoragePolicy(int id);
@@ -168,10 +174,6 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
     int LoadAllExceptMe(FSSubclientConf& conf);
 
   private:
-    /// What the content of an agent type consists of.
-    enum class ContentKind : std::uint8_t { kPaths, kSqlDatabases, kMailboxes, kMailDatabases, kOther };
-    static ContentKind contentKind(unsigned long appType);
-
     int writeChanges();
 
     void fetchFilterEntries();

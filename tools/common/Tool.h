@@ -12,7 +12,9 @@ enum ExitCode : int {
     kExitFailed = 1,   ///< the library or the database reported a failure; stderr tells code and text
     kExitUsage = 2,    ///< the command line is wrong
     kExitNotFound = 3, ///< the named entity, database or file does not exist
-    kExitRefused = 4   ///< the data given are wrong; nothing was changed
+    kExitRefused = 4,  ///< the data given are wrong, or a rule is against it; nothing was changed
+    kExitNotDone = 5,  ///< the database took a change up to the last moment and did not commit it
+    kExitUnknown = 6   ///< the connection was lost while the database committed: a change may be there or not
 };
 
 /// For the first line of main(): standard streams that are closed lead nowhere, a reader that leaves becomes a failed

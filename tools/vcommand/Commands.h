@@ -20,7 +20,9 @@ struct Answer {
     std::vector<Row> rows;                             ///< as wide as `columns`
     std::optional<std::vector<std::size_t>> chosen{};  ///< indexes of the columns that are asked for
     std::vector<std::pair<std::string, Json>> scope{}; ///< members of a JSON document that say what was listed
-    std::optional<tools::CommandError> incomplete{};   ///< why not all could be read
+    std::optional<tools::CommandError> incomplete{};   ///< why not all could be read or done
+    std::string closing{};                             ///< a line for a person behind the rows
+    bool rowsAreShown = false;                         ///< a person has seen them already
 };
 
 /// The entities of a scope that pass the arrangement, in its order. Throws a tools::CommandError.

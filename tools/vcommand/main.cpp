@@ -16,12 +16,14 @@
 #include "common/VSDKErrors.h"
 #include "db/DBStatus.h"
 #include "db/HubDatabase.h"
+#include "vcommand/Changes.h"
 #include "vcommand/Commands.h"
 #include "vcommand/Failures.h"
 #include "vcommand/Jobs.h"
 #include "vcommand/Output.h"
 #include "vcommand/Sessions.h"
 #include "vcommand/Watch.h"
+#include "vcommand/kinds/Kinds.h"
 
 namespace {
 
@@ -50,6 +52,7 @@ Examples:
   vcommand list snapshots --job 102
   vcommand show subclient default --client db01 --agenttype "SQL Database"
   vcommand show storagepolicy 1
+  vcommand subclient set users --client files-north --content /srv /home
   vcommand jobs --type backup --client mail01 --watch
   vcommand job 104 105
   vcommand login alice
@@ -61,7 +64,10 @@ Exit codes:
   2  the command line is wrong
   3  the named entity or the database does not exist
   4  the data given are wrong, such as a name that several entities have; the
-     login was refused or has expired; the job is not for this user)";
+     login was refused or has expired; the job is not for this user; a rule is
+     against the change, and nothing was changed
+  5  the database did not commit the change, and nothing was changed
+  6  it is not known whether the database committed the change)";
 
 /// Adds an option that may be given once and is kept only if it is.
 CLI::Option* addText(CLI::App& command, const std::string& name, std::optional<std::string>& text,
@@ -114,64 +120,176 @@ void addArrangement(CLI::App& command, Arrangement::Words& words, const Kind& ki
     command.footer("Columns: " + names + "\n\n" + kFooter);
 }
 
-/// One `list` or `show` of a kind.
-class EntityCommand final : public Command {
+/// The options that say which entities of a kind are meant: one for each kind of its chain, or, of one that is meant
+/// alone, its id or name in the place of its own option.
+class ScopeOptions {
   public:
-    EntityCommand(CLI::App& parent, const Kind& kind, const std::string& word, bool alone)
-        : Command(parent.add_subcommand(word, alone ? std::string("One ") + kind.names.one : kind.names.about)),
-          scope_(kind), given_(scope_.chain.size()) {
+    ScopeOptions(CLI::App& command, const Kind& kind, bool alone)
+        : command_(command), scope_(kind), given_(scope_.chain.size()) {
         scope_.alone = alone;
         for (std::size_t place = 0; place < given_.size(); ++place)
-            addSelector(place);
-        if (!alone)
-            addListOptions();
+            add(place);
     }
 
-    void prepare() override {
+    /// What was given, looked at. Throws a tools::CommandError for what names nothing.
+    void prepare() {
         for (std::size_t place = 0; place < given_.size(); ++place)
             if (given_[place])
                 scope_.selectors[place].emplace(*scope_.chain[place], *given_[place]);
             else if (const auto implied = scope_.chain[place]->names.implied)
                 scope_.selectors[place].emplace(*scope_.chain[place], std::to_string(*implied));
-        scope_.properties = !onlyIds_;
-        arrangement_.emplace(words_, scope_.kind.columns(scope_.properties, scope_.alone));
     }
-
-    bool isGuarded() const override { return true; }
-    Answer run(const hubdb::DatabaseUrl& /*url*/) const override {
-        return scope_.alone ? showEntity(scope_) : listEntities(scope_, *arrangement_);
-    }
-    bool isAlone() const override { return scope_.alone; }
+    Scope& scope() { return scope_; }
+    const Scope& scope() const { return scope_; }
 
   private:
-    void addSelector(std::size_t place) {
+    void add(std::size_t place) {
         const Kind& kind = *scope_.chain[place];
         const std::string one = kind.names.one;
         const bool itself = place + 1 == given_.size();
         if (itself && scope_.alone) {
-            addText(*app_, "entity", given_[place], "Its id or name")->required();
+            addText(command_, "entity", given_[place], "Its id or name")->required();
             return;
         }
         std::string about = "The " + one + (kind.isNumber() ? "'s number" : ", by id or name");
         if (kind.names.implied)
             about += "; by default " + std::to_string(*kind.names.implied);
-        auto* const option = addText(*app_, "--" + commandWord(kind.names.one), given_[place], about);
+        auto* const option = addText(command_, "--" + commandWord(kind.names.one), given_[place], about);
         if (kind.isNumber() && !kind.names.implied)
             option->required();
     }
 
-    void addListOptions() {
-        app_->add_flag("--no-properties", onlyIds_, "Read and show only ids")->disable_flag_override();
-        if (std::string_view(scope_.kind.names.one) == "subclient")
-            app_->add_flag("--all", scope_.all, "Also subclients that are otherwise left out")->disable_flag_override();
-        addArrangement(*app_, words_, scope_.kind);
-    }
-
+    CLI::App& command_;
     Scope scope_;
     std::vector<std::optional<std::string>> given_;
+};
+
+/// One `list` or `show` of a kind.
+class EntityCommand final : public Command {
+  public:
+    EntityCommand(CLI::App& parent, const Kind& kind, const std::string& word, bool alone)
+        : Command(parent.add_subcommand(word, alone ? std::string("One ") + kind.names.one : kind.names.about)),
+          which_(*app_, kind, alone) {
+        if (!alone)
+            addListOptions();
+    }
+
+    void prepare() override {
+        which_.prepare();
+        Scope& scope = which_.scope();
+        scope.properties = !onlyIds_;
+        arrangement_.emplace(words_, scope.kind.columns(scope.properties, scope.alone));
+    }
+
+    bool isGuarded() const override { return true; }
+    Answer run(const hubdb::DatabaseUrl& /*url*/) const override {
+        return isAlone() ? showEntity(which_.scope()) : listEntities(which_.scope(), *arrangement_);
+    }
+    bool isAlone() const override { return which_.scope().alone; }
+
+  private:
+    void addListOptions() {
+        Scope& scope = which_.scope();
+        app_->add_flag("--no-properties", onlyIds_, "Read and show only ids")->disable_flag_override();
+        if (std::string_view(scope.kind.names.one) == "subclient")
+            app_->add_flag("--all", scope.all, "Also subclients that are otherwise left out")->disable_flag_override();
+        addArrangement(*app_, words_, scope.kind);
+    }
+
+    ScopeOptions which_;
     bool onlyIds_ = false;
     Arrangement::Words words_;
     std::optional<Arrangement> arrangement_;
+};
+
+/// `subclient set`: changes one.
+class ChangeCommand final : public Command {
+  public:
+    /// `forPerson` tells whether the answer is a table.
+    ChangeCommand(CLI::App& parent, std::function<bool()> forPerson)
+        : Command(parent.add_subcommand("set", "Change a subclient; all of it or nothing")),
+          which_(*app_, subclientKind(), true), forPerson_(std::move(forPerson)) {
+        which_.scope().properties = false;
+        addText(*app_, "--description", request_.description, "The new description");
+        addText(*app_, "--readers", readers_, "The number of data readers, 1 or more");
+        addText(*app_, "--storage-policy", request_.storagePolicy,
+                "The storage policy for data, by id or name; the next backup has no earlier one to go by");
+        addText(*app_, "--index-policy", request_.indexPolicy, "The storage policy for the index, by id or name");
+        std::array content{
+            app_->add_option("--content", paths_, "The paths in the place of all there are, of file systems")
+                ->type_name("PATH"),
+            addText(*app_, "--content-file", file_, "The same from a file, one on each line; - is standard input"),
+            app_->add_option("--sql-database", databases_,
+                             "A database, with its id unless it keeps the one it has; repeated for each that is to be "
+                             "there, in the place of all there are")
+                ->type_name("NAME[=ID]")
+                ->allow_extra_args(false),
+            app_->add_flag("--clear-content", request_.clearContent, "Leave no content at all")
+                ->disable_flag_override()};
+        for (CLI::Option* const one : content)
+            for (CLI::Option* const other : content)
+                if (one != other)
+                    one->excludes(other);
+        app_->add_flag("--dry-run", request_.dryRun, "Check and show what would change, and write nothing")
+            ->disable_flag_override();
+        app_->add_flag("-y,--yes", yes_, "Ask nothing, on a terminal either")->disable_flag_override();
+        app_->add_flag("--force", request_.force,
+                       "Write without the checks. Nobody looks whether somebody else has changed the backup set, a "
+                       "backup is active, or a subclient policy rules it. Content is refused then: it is never "
+                       "written without looking at the paths of the other subclients")
+            ->disable_flag_override();
+        app_->footer(kFooter);
+    }
+
+    void prepare() override {
+        which_.prepare();
+        if (readers_) {
+            request_.readers = tools::parseId(*readers_);
+            if (!request_.readers || *request_.readers < 1)
+                throw tools::CommandError(tools::kExitUsage,
+                                          "'" + tools::shown(*readers_) + "' is no number of data readers: 1 or more",
+                                          tools::kInvalidArgument);
+        }
+        if (!paths_.empty())
+            request_.paths = paths_;
+        if (!databases_.empty())
+            request_.databases = databases_;
+        if (!request_.description && !request_.readers && !request_.storagePolicy && !request_.indexPolicy &&
+            !request_.paths && !file_ && !request_.databases && !request_.clearContent)
+            throw tools::CommandError(tools::kExitUsage, "nothing is to be changed: see --help",
+                                      tools::kMissingArgument);
+        if (file_)
+            request_.paths = readPaths(*file_);
+    }
+    bool isGuarded() const override { return true; }
+    Answer run(const hubdb::DatabaseUrl& /*url*/) const override {
+        bool shown = false;
+        Answer answer = changeSubclient(which_.scope(), request_, [&](const Answer& changes) {
+            if (yes_ || !forPerson_() || !tools::isTerminal(0) || !tools::isTerminal(1))
+                return true;
+            shown = true;
+            return tools::writeOutput(tableText(changes, tools::terminalWidth())) && isAgreed();
+        });
+        answer.rowsAreShown = shown;
+        return answer;
+    }
+    bool isAlone() const override { return false; }
+
+  private:
+    static bool isAgreed() {
+        std::cerr << "Write this? [y/N] " << std::flush;
+        std::string line;
+        return std::getline(std::cin, line) && (line == "y" || line == "Y" || line == "yes");
+    }
+
+    ScopeOptions which_;
+    std::function<bool()> forPerson_;
+    ChangeRequest request_;
+    std::optional<std::string> readers_;
+    std::optional<std::string> file_;
+    std::vector<std::string> paths_;
+    std::vector<std::string> databases_;
+    bool yes_ = false;
 };
 
 /// `jobs`: the running ones or how many they are, once or again and again.
@@ -334,12 +452,15 @@ Json told(const tools::CommandError& failure) {
 std::string textOf(const Answer& answer, bool inFields, bool csv) {
     if (csv)
         return csvText(answer);
-    return inFields ? fieldsText(answer) : tableText(answer, tools::isTerminal(1) ? tools::terminalWidth() : 0);
+    std::string text;
+    if (!answer.rowsAreShown)
+        text = inFields ? fieldsText(answer) : tableText(answer, tools::isTerminal(1) ? tools::terminalWidth() : 0);
+    return answer.closing.empty() ? text : text + answer.closing + "\n";
 }
 
 /// The whole of standard output, for a command line that can be answered.
 std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
-    CLI::App app("Shows what the hub database knows of a backup estate.", "vcommand");
+    CLI::App app("Shows what the hub database knows of a backup estate, and changes its subclients.", "vcommand");
     app.set_version_flag("--version", std::string("vcommand ") + tools::version());
     app.footer(kFooter);
     app.fallthrough();
@@ -355,6 +476,8 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
     Commands commands;
     LoginRequest login;
     addEntityCommands(app, commands);
+    CLI::App& subclient = *app.add_subcommand("subclient", "Change subclients")->require_subcommand(1);
+    commands.push_back(std::make_unique<ChangeCommand>(subclient, [&] { return !json && !csv; }));
     commands.push_back(std::make_unique<JobsCommand>(app));
     commands.push_back(std::make_unique<JobCommand>(app));
     addSessionCommands(app, login, commands);
@@ -377,11 +500,12 @@ std::string answerTo(int argc, char** argv, bool json, int& exitCode) {
         });
         return "";
     }
-    const Answer answer = command.run(url);
+    Answer answer = command.run(url);
     Json error;
     if (answer.incomplete) {
         exitCode = answer.incomplete->exitCode;
         error = told(*answer.incomplete);
+        answer.scope.emplace_back("error", error);
     }
     if (!json)
         return textOf(answer, command.isInFields(), csv);

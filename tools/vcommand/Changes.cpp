@@ -1,0 +1,325 @@
+#include "vcommand/Changes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <list>
+#include <set>
+
+#include "appmgr/FSSubclientConf.h"
+#include "db/DBStatus.h"
+#include "db/DBText.h"
+#include "db/HubDatabase.h"
+#include "entities/VSDKStoragePolicyInfo.h"
+#include "entities/VSDKSubclientInfo.h"
+#include "jobs/VSDKJobInfo.h"
+#include "vcommand/Failures.h"
+#include "vcommand/kinds/Kinds.h"
+
+namespace {
+
+using Outcome = VSDK_Subclient::CommitOutcome;
+using ContentKind = VSDK_Subclient::ContentKind;
+
+constexpr int kFetchFailed = 1284;
+constexpr int kPolicyFetchFailed = 1287;
+
+[[noreturn]] void refuse(int code, const std::string& reason) {
+    throw tools::CommandError(tools::kExitRefused, reason, code);
+}
+
+/// A storage policy, and how it is shown.
+struct Policy {
+    int id;
+    bool exists;
+    std::string shown;
+};
+
+Policy policyOf(int id) {
+    VSDK_StoragePolicy policy(id);
+    const bool exists = policy.FetchProperties(nullptr) == 0;
+    throwDatabaseFailure(kPolicyFetchFailed);
+    return {id, exists, exists ? policy.GetName() + " (" + std::to_string(id) + ")" : std::to_string(id)};
+}
+
+/// One that a command line names. An id is handed on as it is: it is the library that refuses one that is none.
+Policy policyNamed(const std::string& given) {
+    Scope scope(storagePolicyKind());
+    const Selector& selector = scope.selectors[0].emplace(storagePolicyKind(), given);
+    if (selector.id)
+        return policyOf(*selector.id);
+    scope.properties = false;
+    Walk walk(scope);
+    walk.run([](const Path&, int, const Entity*) { return true; });
+    return policyOf(walk.found(0).first);
+}
+
+/// Databases as a command line gives them. Without an id one keeps that which it has, or has none.
+std::list<_VSDK_SQLContent> databasesOf(const std::vector<std::string>& given,
+                                        const std::list<_VSDK_SQLContent>& before) {
+    std::list<_VSDK_SQLContent> databases;
+    std::set<std::string> names;
+    for (const std::string& text : given) {
+        _VSDK_SQLContent database;
+        const std::size_t equals = text.rfind('=');
+        database.databaseName = text.substr(0, equals);
+        if (equals != std::string::npos) {
+            const auto id = tools::parseId(std::string_view(text).substr(equals + 1));
+            if (!id || *id < 0)
+                refuse(tools::kInvalidArgument,
+                       "'" + text + "': behind the last '=' belongs the database's id, a number");
+            database.databaseId = *id;
+        } else {
+            const auto known = std::ranges::find(before, text, &_VSDK_SQLContent::databaseName);
+            database.databaseId = known == before.end() ? 0 : known->databaseId;
+        }
+        if (database.databaseName.empty())
+            refuse(tools::kInvalidArgument, "a database needs a name");
+        if (!names.insert(database.databaseName).second)
+            refuse(tools::kInvalidArgument, "the database '" + database.databaseName + "' is given twice");
+        databases.push_back(std::move(database));
+    }
+    return databases;
+}
+
+/// What is to be changed, as rows for a person and staged in the subclient.
+class Plan {
+  public:
+    Plan(int id, const ChangeRequest& request) : subclient_(id), request_(request) {
+        if (subclient_.FetchProperties(nullptr, true) != 0) {
+            throwDatabaseFailure(kFetchFailed);
+            throw tools::CommandError(tools::kExitFailed, "not all of its properties could be read", kFetchFailed);
+        }
+        throwDatabaseFailure(kFetchFailed); // what was not read must not be taken for empty
+        stage();
+    }
+
+    VSDK_Subclient& subclient() { return subclient_; }
+    std::vector<Row>& rows() { return rows_; }
+    /// What a commit would be refused for that its checks do not look at.
+    std::optional<tools::CommandError> fault() const {
+        for (const auto& [code, policy] : policies_)
+            if (!policy.exists)
+                return tools::CommandError(tools::kExitRefused, "there is no storage policy " + policy.shown, code);
+        return std::nullopt;
+    }
+
+  private:
+    void stage() {
+        // Staged in any case: it is written in any case.
+        subclient_.SetDescription(request_.description.value_or(subclient_.applicationText));
+        add("description", subclient_.applicationText, subclient_.description);
+        if (request_.readers) {
+            subclient_.setDataReaders(*request_.readers);
+            add("dataReaders", std::to_string(subclient_.applicationNumber1), std::to_string(*request_.readers));
+        }
+        constexpr int kDataPolicyFailed = 1539;
+        constexpr int kIndexPolicyFailed = 1540;
+        if (request_.storagePolicy)
+            subclient_.SetDataStoragePolicy(
+                addPolicy("storagePolicy", kDataPolicyFailed, subclient_.applicationNumber2, *request_.storagePolicy));
+        if (request_.indexPolicy)
+            subclient_.SetIndexStoragePolicy(addPolicy("indexStoragePolicy", kIndexPolicyFailed,
+                                                       subclient_.applicationNumber3, *request_.indexPolicy));
+        stageContent();
+    }
+
+    void stageContent() {
+        if (!request_.paths && !request_.databases && !request_.clearContent)
+            return;
+        const ContentKind kind = VSDK_Subclient::contentKind(static_cast<unsigned long>(subclient_.appTypeId));
+        if ((kind != ContentKind::kPaths && kind != ContentKind::kSqlDatabases) ||
+            (request_.paths && kind != ContentKind::kPaths) || (request_.databases && kind == ContentKind::kPaths)) {
+            constexpr int kNotSupported = 1548;
+            refuse(kNotSupported, kind == ContentKind::kPaths ? "its content is paths: --content"
+                                  : kind == ContentKind::kSqlDatabases
+                                      ? "its content is databases: --sql-database"
+                                      : "the content of its agent type is not changed");
+        }
+        if (kind == ContentKind::kPaths) {
+            paths_ = request_.paths.value_or(std::vector<std::string>());
+            subclient_.SetContent(&paths_);
+            addContent("content", {subclient_.content.begin(), subclient_.content.end()}, paths_);
+            return;
+        }
+        const auto shown = [this] {
+            std::vector<std::string> texts;
+            for (const auto& [id, name] : subclient_.sqlContent)
+                texts.push_back(itemText({name, id}));
+            return texts;
+        };
+        const std::vector<std::string> before = shown();
+        subclient_.SetSQLContent(
+            databasesOf(request_.databases.value_or(std::vector<std::string>()), subclient_.sqlContent));
+        addContent("databases", before, shown());
+    }
+
+    void add(const char* field, const std::string& before, const std::string& after) {
+        if (before != after)
+            rows_.push_back({std::string(field), before, after});
+    }
+
+    int addPolicy(const char* field, int code, int before, const std::string& given) {
+        const Policy policy = policyNamed(given);
+        policies_.emplace_back(code, policy);
+        add(field, policyOf(before).shown, policy.shown);
+        return policy.id;
+    }
+
+    /// What goes, and what comes, each on a row of its own.
+    void addContent(const char* field, const std::vector<std::string>& before, const std::vector<std::string>& after) {
+        const std::set<std::string> old(before.begin(), before.end());
+        std::set<std::string> kept(after.begin(), after.end());
+        for (const std::string& text : before)
+            if (!kept.contains(text))
+                rows_.push_back({std::string(field), text, std::string()});
+        for (const std::string& text : after)
+            if (!old.contains(text))
+                rows_.push_back({std::string(field), std::string(), text});
+    }
+
+    VSDK_Subclient subclient_;
+    const ChangeRequest& request_;
+    std::vector<std::string> paths_;
+    std::vector<std::pair<int, Policy>> policies_;
+    std::vector<Row> rows_;
+};
+
+/// The active backups that keep a subclient from being changed.
+std::string activeJobs(int subclientId) {
+    VSDK_JobList running(0, 0, 0, 0, subclientId);
+    std::vector<_VSDK_Job> jobs;
+    (void)running.FetchJobList(jobs, VSDK_JobList::kBackupJobs, 0);
+    std::string ids;
+    for (const _VSDK_Job& job : jobs)
+        ids += (ids.empty() ? "job " : ", ") + std::to_string(job.jobId);
+    return ids.empty() ? "its job has just ended" : ids;
+}
+
+/// Why the library answered a code, as the words and the exit code of a person.
+tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
+    std::string words;
+    const int status = HubDatabase::lastFailure(words);
+    const auto refused = [code](const std::string& reason) {
+        return tools::CommandError(tools::kExitRefused, reason, code);
+    };
+    switch (code) {
+    case 1541:
+        return refused(activeJobs(subclient.subclientId));
+    case 1542:
+        return {tools::kExitNotFound, "there is no subclient " + std::to_string(subclient.subclientId), code};
+    case 1544:
+        return refused("it follows the subclient policy " + std::to_string(subclient.subclientPolicyId));
+    case 1548:
+        return refused("content is not changed without the checks, which find the agent type: leave --force out");
+    case 1794:
+        return refused("somebody has changed its backup set since it was read");
+    case 1795: {
+        FSSubclientConf conf(subclient.appTypeId);
+        if (subclient.LoadMe(conf) == 0)
+            (void)subclient.LoadAllExceptMe(conf);
+        if (!conf.reason().empty())
+            return refused(conf.reason());
+        break;
+    }
+    default:
+        break;
+    }
+    if (status == kDbNoRow || status == kDbBadText || status == kDbBadValue) // what was asked for, not the database
+        return refused(words);
+    return {tools::kExitFailed,
+            status == 0 ? "the library refused" : words + " (database status " + std::to_string(status) + ")", code};
+}
+
+} // namespace
+
+std::vector<std::string> readPaths(const std::string& file) {
+    const auto fail = [&file](tools::ExitCode exit, const std::string& what) {
+        throw tools::CommandError(exit, (file == "-" ? "standard input" : "'" + file + "'") + ": " + what,
+                                  tools::kInvalidArgument);
+    };
+    std::ifstream opened;
+    if (file != "-") {
+        errno = 0;
+        opened.open(file, std::ios::binary);
+        if (!opened)
+            fail(tools::kExitNotFound, std::strerror(errno));
+    }
+    std::istream& in = file == "-" ? std::cin : opened;
+    std::vector<std::string> paths;
+    std::size_t number = 0;
+    for (std::string line; std::getline(in, line);) {
+        ++number;
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (!hubdb::isWholeText(line))
+            fail(tools::kExitRefused, "line " + std::to_string(number) + " is not UTF-8, or holds a NUL");
+        if (!line.empty())
+            paths.push_back(std::move(line));
+    }
+    if (in.bad())
+        fail(tools::kExitFailed, "it cannot be read");
+    if (paths.empty())
+        fail(tools::kExitRefused, "there is no path in it; --clear-content empties the content");
+    return paths;
+}
+
+Answer changeSubclient(const Scope& which, const ChangeRequest& request, const Confirm& confirm) {
+    HubDatabase::clearLastFailure();
+    Walk walk(which);
+    walk.run([](const Path&, int, const Entity*) { return true; });
+    Plan plan(walk.found(which.chain.size() - 1).first, request);
+    VSDK_Subclient& subclient = plan.subclient();
+
+    static const NumberKind kChange({.one = "change", .many = "changes"});
+    Answer answer{kChange,
+                  {{"field", Type::kText, Use::kBrief},
+                   {"before", Type::kText, Use::kBrief},
+                   {"after", Type::kText, Use::kBrief}},
+                  std::move(plan.rows())};
+    answer.scope.emplace_back("subclient", Json{{"id", subclient.subclientId}, {"name", subclient.name}});
+    const auto end = [&answer](const char* outcome, const char* closing) {
+        answer.scope.emplace_back("outcome", outcome);
+        answer.closing = closing;
+    };
+    const auto fail = [&](const tools::CommandError& why) {
+        answer.incomplete.emplace(why);
+        return answer;
+    };
+
+    HubDatabase::clearLastFailure();
+    if (request.dryRun) {
+        auto refusal = plan.fault();
+        if (const int code = request.force ? 0 : subclient.CanICommit(); code != 0)
+            refusal = refusalOf(code, subclient);
+        end(refusal ? "refused" : "dry run", refusal ? "" : "Nothing was written.");
+        return refusal ? fail(*refusal) : answer;
+    }
+    if (!confirm(answer)) {
+        end("declined", "Nothing was written.");
+        return answer;
+    }
+    if (const int code = subclient.Commit(request.force); code != 0) {
+        end("refused", "");
+        return fail(refusalOf(code, subclient));
+    }
+    std::string words;
+    const int status = HubDatabase::lastFailure(words);
+    words += " (database status " + std::to_string(status) + ")";
+    switch (subclient.commitOutcome) {
+    case Outcome::kDone:
+        end("done", "Done.");
+        return answer;
+    case Outcome::kUnknown:
+        end("unknown", "");
+        return fail({tools::kExitUnknown, "it is not known whether this was done: look at the subclient. " + words,
+                     kInternalError});
+    default:
+        end("not done", "");
+        return fail(
+            {tools::kExitNotDone, "nothing was changed, the database did not commit: " + words, kInternalError});
+    }
+}
