@@ -1,10 +1,10 @@
 #include "appmgr/ApplicationId.h"
 
-#include <limits>
 #include <string>
 
 #include "Db/Tbl/APP_Application.h"
 #include "Db/Tbl/ArchGroup.h"
+#include "appmgr/EntityId.h"
 #include "appmgr/SubclientChange.h"
 
 namespace {
@@ -12,20 +12,17 @@ namespace {
 constexpr int kNotRead = 1;
 
 /// Writes a policy's id into the column that `current` and `update` are about.
-int changePolicy(unsigned long subclient, unsigned long policyId, void* transaction,
-                 std::int32_t APP_Application_t::*current, int (*update)(APP_Application& row, int policy)) {
-    SubclientChange change(static_cast<int>(subclient), transaction);
-    return change.make([=](SubclientChange& of) -> int {
-        int status = kDbNoRow; // of ids that are no 32-bit number too
-        const int policy = policyId <= std::numeric_limits<int>::max() ? static_cast<int>(policyId) : 0;
-        if (policy != 0) {
-            ArchGroup row(of.transaction());
-            row.setIsolationType(4);
-            row.setWhere("id=%d", policy);
-            status = getOneRow(&row, false, -1, 0);
-        }
+int changePolicy(int subclient, unsigned long policyId, void* transaction, std::int32_t APP_Application_t::*current,
+                 int (*update)(APP_Application& row, int policy)) {
+    return SubclientChange(subclient, transaction).make([=](SubclientChange& of) -> int {
+        const int policy = appmgr::idOf(policyId);
+        ArchGroup row(of.transaction());
+        row.setIsolationType(4);
+        row.setWhere("id=%d", policy);
+        int status = getOneRow(&row, false, -1, 0);
         if (status == kDbNoRow)
-            return of.refuse(status, "there is no storage policy " + std::to_string(static_cast<long>(policyId)));
+            return of.refuse(kDbConstraint,
+                             "there is no storage policy " + std::to_string(static_cast<long>(policyId)));
         if (status != kDbOk || of.subclient().getDataPtr()->*current == policy)
             return status;
         status = of.beforeWrite();
@@ -44,7 +41,7 @@ int ApplicationId::read(void* transaction) {
         return status_ = kDbNoRow;
     APP_Application row(static_cast<DBtran*>(transaction));
     row.setIsolationType(4);
-    row.setWhere("id=%d", static_cast<int>(id_));
+    row.setWhere("id=%d", appmgr::idOf(id_));
     status_ = getOneRow(&row, false, -1, 0);
     if (status_ == kDbOk) {
         constexpr std::size_t kAppTypeColumn = 2;
@@ -76,17 +73,17 @@ int ApplicationId::getAppType(unsigned long& appType, void* transaction) {
 }
 
 int ApplicationId::setDataArchiveGroup(unsigned long policyId, void* transaction, int* /*code*/, int* /*reserved*/) {
-    return changePolicy(id_, policyId, transaction, &APP_Application_t::dataArchGrpID,
+    return changePolicy(appmgr::idOf(id_), policyId, transaction, &APP_Application_t::dataArchGrpID,
                         [](APP_Application& row, int policy) { return row.rowUpdate("dataArchGrpID = %d", policy); });
 }
 
 int ApplicationId::setIndexArchiveGroup(unsigned long policyId, void* transaction, int* /*code*/, int* /*reserved*/) {
-    return changePolicy(id_, policyId, transaction, &APP_Application_t::logArchGrpID,
+    return changePolicy(appmgr::idOf(id_), policyId, transaction, &APP_Application_t::logArchGrpID,
                         [](APP_Application& row, int policy) { return row.rowUpdate("logArchGrpID = %d", policy); });
 }
 
 int ApplicationId::removeBackupTime(int /*which*/, void* transaction) {
-    return SubclientChange(static_cast<int>(id_), transaction).make([](SubclientChange& change) {
+    return SubclientChange(appmgr::idOf(id_), transaction).make([](SubclientChange& change) {
         return change.setReferenceTime(0);
     });
 }

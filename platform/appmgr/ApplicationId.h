@@ -11,8 +11,8 @@
 /// something, and once; what it has read does not follow its own changes. A local of its user. `transaction` is a
 /// DBtran*, null for none.
 ///
-/// Statuses are 0 or those of db/DBStatus.h; 100 is: no such subclient. A change that fails has failed its transaction
-/// (db/DBtran.h), and nothing of it stays; without a transaction it has one of its own.
+/// Statuses are 0 or those of db/DBStatus.h; no such subclient is 100 of a read, kDbConstraint of a change. A change
+/// that fails has failed its transaction (db/DBtran.h), and nothing of it stays; without one it has one of its own.
 class VSDKPLATFORM_API ApplicationId {
   public:
     static constexpr unsigned long kSubclientLevel = 2;
@@ -33,7 +33,7 @@ class VSDKPLATFORM_API ApplicationId {
     int getInstanceId() const { return instanceId_; }
     int getBackupSetId() const { return backupSetId_; }
 
-    /// Makes a storage policy the subclient's for data. kDbNoRow also when there is no such policy. `*code` is the
+    /// Makes a storage policy the subclient's for data. kDbConstraint also when there is no such policy. `*code` is the
     /// caller's number for what is done; it and the last argument may be null and stay as they are.
     int setDataArchiveGroup(unsigned long policyId, void* transaction, int* code, int* reserved);
     /// The same for the index.

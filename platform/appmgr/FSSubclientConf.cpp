@@ -17,7 +17,7 @@ char folded(char c) {
 /// A normalised path that is a root: "/", "\" or "c:\".
 bool isRoot(std::string_view path) {
     constexpr std::size_t kDriveRoot = 3;
-    return path.size() == 1 || (path.size() == kDriveRoot && path[1] == ':');
+    return path.size() == 1 || (path.size() == kDriveRoot && path[1] == ':' && path[0] != '/' && path[0] != '\\');
 }
 
 } // namespace

@@ -19,7 +19,7 @@
 /// - No other subclient has its name, byte by byte.
 /// - Its paths are absolute, none is there twice, and none belongs to another subclient. A path inside another's is
 ///   allowed. Paths are compared by what they lead to: see normalised().
-/// - A root is a path of the subclient named "default" only.
+/// - A root, `/`, `\` or a drive's, is a path of the subclient named "default" only.
 ///
 /// A local of its user. It keeps the paths of the subclient in question and nothing of the others, so that a check
 /// takes time linear in all texts and memory for one list.

@@ -56,10 +56,7 @@ struct CurrentProperty {
     /// Puts a row with another value in the place of them all.
     int replace(SubclientChange& change, int subclient, const std::string& name, int newType,
                 const std::string& newValue) const {
-        int status = change.beforeWrite();
-        if (status == kDbOk)
-            status = retire(change);
-        if (status != kDbOk)
+        if (const int status = ids.empty() ? change.beforeWrite() : retire(change); status != kDbOk)
             return status;
         APP_SubClientProp row(change.transaction());
         APP_SubClientProp_t& added = *row.getDataPtr();
@@ -114,6 +111,9 @@ int Subclient::readSettings(void* transaction) {
     rows.setIsolationType(4);
     rows.setWhere("componentNameId=%d and modified=0", id_);
     settingsRead_ = true;
+    readers_ = 0;
+    description_.clear();
+    policyId_ = 0;
     settingsStatus_ = eachRow(rows, [&](const APP_SubClientProp_t& row) {
         const std::string& value = row.attrVal.bytes;
         if (is(row, readers))
@@ -176,6 +176,7 @@ int Subclient::setSetting(const char* name, int type, const std::string& value, 
     return SubclientChange(id_, transaction).make([&](SubclientChange& change) {
         CurrentProperty current;
         const int status = readProperty(change, id_, name, &isSetting, current);
+        // Further rows of that name do no harm while the first says what it should.
         return status != kDbOk || current.value == value ? status : current.replace(change, id_, name, type, value);
     });
 }

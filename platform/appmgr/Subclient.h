@@ -14,7 +14,7 @@ struct APP_Application_t;
 /// DBtran*, null for none. Statuses are 0 or those of db/DBStatus.h, and a failure leaves the result as it was.
 ///
 /// A change writes only the rows that differ. One that fails has failed its transaction (db/DBtran.h), and nothing of
-/// it stays; without a transaction it has one of its own. 100 is then: no such subclient.
+/// it stays; without a transaction it has one of its own. kDbConstraint: there is no such subclient.
 class VSDKPLATFORM_API Subclient : public ApplProperties {
   public:
     explicit Subclient(const APP_Application_t& row);

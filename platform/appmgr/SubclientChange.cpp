@@ -19,7 +19,7 @@ int SubclientChange::begin() {
     subclient_->setIsolationType(4);
     subclient_->setWhere("id=%d", id_);
     const int status = getOneRow(&*subclient_, false, -1, 0);
-    return status == kDbNoRow ? refuse(status, "there is no subclient " + std::to_string(id_)) : status;
+    return status == kDbNoRow ? refuse(kDbConstraint, "there is no subclient " + std::to_string(id_)) : status;
 }
 
 int SubclientChange::end(int status) {
@@ -27,7 +27,8 @@ int SubclientChange::end(int status) {
         return status;
     if (status == kDbOk)
         return own_->commitTran();
-    own_->rollbackTran();
+    if (own_->isOpen())
+        own_->rollbackTran();
     return status;
 }
 
@@ -40,7 +41,8 @@ int SubclientChange::beforeWrite() {
     row.setWhere("id=%d", set);
     const auto now = static_cast<long long>(now_);
     const int status = row.rowUpdate("modified = CASE WHEN modified >= %lld THEN modified + 1 ELSE %lld END", now, now);
-    return status == kDbNoRow ? kDbOk : status; // a set without a row has no time that anybody could have read
+    // Where the set has no row, nobody can have read its time, but there is still somebody to queue with.
+    return status == kDbNoRow ? subclient_->rowUpdate("refTime = refTime") : status;
 }
 
 int SubclientChange::setReferenceTime(std::int64_t time) {

@@ -12,13 +12,13 @@
 ///
 /// Before its first write a transaction moves `modified` of the subclient's backup set, once. That tells other editors
 /// that their reading is old, and it queues those who are past their checks: whoever holds that row writes, so no two
-/// of them can wait for each other.
+/// transactions of one set can wait for each other.
 class SubclientChange {
   public:
     SubclientChange(int subclientId, void* transaction);
 
     /// Reads the subclient's row and calls `write(*this)`, which returns a status. That, or why it was not called;
-    /// kDbNoRow: there is no such subclient.
+    /// kDbConstraint: there is no such subclient.
     template <class Write> int make(Write write) {
         int status = begin();
         if (status == kDbOk)

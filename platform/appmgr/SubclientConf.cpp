@@ -2,13 +2,15 @@
 
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "Db/Tbl/APP_ScFilterFile.h"
+#include "appmgr/EntityId.h"
 #include "appmgr/SubclientChange.h"
 #include "db/DBText.h"
 #include "db/EachRow.h"
 
-SubclientConf::SubclientConf(unsigned long subclientId) : Subclient(static_cast<int>(subclientId)) {}
+SubclientConf::SubclientConf(unsigned long subclientId) : Subclient(appmgr::idOf(subclientId)) {}
 
 SubclientConf::~SubclientConf() = default;
 

@@ -42,7 +42,7 @@ class VSDKPLATFORM_API DBtran {
     int rollbackTran();
 
     /// For services that write: what they were asked cannot be done, so that nothing else of the transaction may be.
-    /// Returns `status`, which HubDatabase::lastFailure tells with `words`.
+    /// Returns `status`, a failure, which HubDatabase::lastFailure tells with `words`.
     int refuse(int status, const std::string& words);
     /// True when this row of a table is named for the first time in this transaction: what is to happen once in it.
     bool once(const OVDBRowDeclaration& table, std::int64_t id);

@@ -1,6 +1,5 @@
 // How a subclient is changed: what is staged, checked and committed. Its reading is VSDKSubclientInfo.cpp's.
 
-#include <algorithm>
 #include <memory>
 #include <unordered_set>
 #include <utility>
@@ -51,6 +50,18 @@ SubclientConf confOf(int subclientId) {
     return SubclientConf(static_cast<unsigned long>(subclientId));
 }
 
+/// A transaction in the object that commits, while this lives.
+class Recorded {
+  public:
+    Recorded(DBtran*& place, DBtran& tran) : place_(place) { place_ = &tran; }
+    ~Recorded() { place_ = nullptr; }
+    Recorded(const Recorded&) = delete;
+    Recorded& operator=(const Recorded&) = delete;
+
+  private:
+    DBtran*& place_;
+};
+
 } // namespace
 
 void VSDK_Subclient::SetContent(std::vector<std::string>* paths) {
@@ -84,6 +95,7 @@ void VSDK_Subclient::setDataReaders(int readers) {
 // ---- the checks
 
 int VSDK_Subclient::CanICommit() {
+    HubDatabase::clearLastFailure();
     ApplicationId application = applicationOf(subclientId);
     if (application.getApplicationId(nullptr) != 0)
         return kNoSubclient;
@@ -118,7 +130,10 @@ int VSDK_Subclient::CheckContentConsistancy() {
     FSSubclientConf conf(appTypeId);
     if (LoadMe(conf) == 0 && LoadAllExceptMe(conf) == 0)
         return 0;
-    EvDebug::Error("CheckContentConsistancy", "subclient %d: %s", subclientId, conf.reason().c_str());
+    std::string words = conf.reason();
+    if (words.empty())
+        (void)HubDatabase::lastFailure(words);
+    EvDebug::Error("CheckContentConsistancy", "subclient %d: %s", subclientId, words.c_str());
     return kContentInconsistent;
 }
 
@@ -130,7 +145,8 @@ int VSDK_Subclient::LoadMe(FSSubclientConf& conf) {
         return kContentInconsistent;
     if (stagedContent != nullptr)
         for (const std::string& path : *stagedContent)
-            if (conf.setPath(toNarrowString(path).c_str()) != 0)
+            // What holds a NUL would be judged by its beginning; it cannot be written in any case.
+            if (path.find('\0') == std::string::npos && conf.setPath(toNarrowString(path).c_str()) != 0)
                 return kContentInconsistent;
     return 0;
 }
@@ -162,26 +178,26 @@ int VSDK_Subclient::LoadAllExceptMe(FSSubclientConf& conf) {
 // ---- the commit
 
 int VSDK_Subclient::Commit(bool skipChecks) {
+    HubDatabase::clearLastFailure();
     commitOutcome = CommitOutcome::kNone;
-    if (!skipChecks)
-        if (const int code = CanICommit(); code != 0)
-            return code;
-
-    DBtran tran(false);
-    std::string words;
-    const auto log = [&](const char* what) {
+    const auto log = [this](const char* what, int code) {
+        std::string words;
         (void)HubDatabase::lastFailure(words);
-        EvDebug::Error(kCommit, "subclient %d: %s: %s", subclientId, what, words.c_str());
+        EvDebug::Error(kCommit, "subclient %d: %s, code %d: %s", subclientId, what, code, words.c_str());
     };
+    if (const int code = skipChecks ? 0 : CanICommit(); code != 0) {
+        log("refused", code);
+        return code;
+    }
     commitOutcome = CommitOutcome::kNotDone;
+    DBtran tran(false);
     if (tran.startTran() != 0) {
-        log("no transaction");
+        log("no transaction", kNoTransaction);
         return kNoTransaction;
     }
-    transaction = &tran;
-    const std::unique_ptr<DBtran*, void (*)(DBtran**)> recorded(&transaction, [](DBtran** it) { *it = nullptr; });
+    const Recorded recorded(transaction, tran);
     if (const int code = writeChanges(); code != 0) {
-        log("rolled back");
+        log("rolled back", code);
         tran.rollbackTran();
         return code;
     }
@@ -192,10 +208,10 @@ int VSDK_Subclient::Commit(bool skipChecks) {
         break;
     case kDbUnknownOutcome:
         commitOutcome = CommitOutcome::kUnknown;
-        log("it is not known whether the changes are done");
+        log("it is not known whether the changes are done", 0);
         break;
     default:
-        log("not done");
+        log("not done", 0);
         break;
     }
     return 0;
@@ -228,7 +244,7 @@ int VSDK_Subclient::CommitContent() {
 }
 
 int VSDK_Subclient::ModifyFileSystemContent() {
-    if (stagedContent == nullptr)
+    if (stagedContent == nullptr || transaction == nullptr)
         return kContentFailed;
     SubclientConf conf = confOf(subclientId);
     BackupContent wanted;
@@ -241,6 +257,8 @@ int VSDK_Subclient::ModifyFileSystemContent() {
 }
 
 int VSDK_Subclient::ModifySQLContent() {
+    if (transaction == nullptr)
+        return kNoSubclient;
     int code = kChangeContent;
     ApplicationId application = applicationOf(subclientId);
     if (application.getApplicationId(transaction) != 0)
@@ -276,7 +294,7 @@ int VSDK_Subclient::CommitDataStoragePolicy() {
         return kNoSubclient;
     int code = kChangeDataPolicy;
     const auto policy = static_cast<unsigned long>(static_cast<int>(dataStoragePolicyId));
-    if (application.setDataArchiveGroup(policy, transaction, &code, nullptr) != 0)
+    if (transaction == nullptr || application.setDataArchiveGroup(policy, transaction, &code, nullptr) != 0)
         return kDataPolicyFailed;
     return application.removeBackupTime(1, transaction) == 0 ? 0 : kReferenceTimeFailed;
 }
@@ -289,13 +307,19 @@ int VSDK_Subclient::CommitIndexStoragePolicy() {
         return kNoSubclient;
     int code = kChangeIndexPolicy;
     const auto policy = static_cast<unsigned long>(static_cast<int>(indexStoragePolicyId));
-    return application.setIndexArchiveGroup(policy, transaction, &code, nullptr) == 0 ? 0 : kIndexPolicyFailed;
+    if (transaction == nullptr || application.setIndexArchiveGroup(policy, transaction, &code, nullptr) != 0)
+        return kIndexPolicyFailed;
+    return 0;
 }
 
 int VSDK_Subclient::CommitDescription() {
-    return confOf(subclientId).setUserDescription(description, transaction) == 0 ? 0 : kDescriptionFailed;
+    if (transaction == nullptr || confOf(subclientId).setUserDescription(description, transaction) != 0)
+        return kDescriptionFailed;
+    return 0;
 }
 
 int VSDK_Subclient::CommitDataReaders() {
-    return confOf(subclientId).setMaxNumberOfStreams(dataReaders, transaction) == 0 ? 0 : kReadersFailed;
+    if (transaction == nullptr || confOf(subclientId).setMaxNumberOfStreams(dataReaders, transaction) != 0)
+        return kReadersFailed;
+    return 0;
 }

@@ -20,7 +20,8 @@ struct _VSDK_SQLContent {     // NOLINT(bugprone-reserved-identifier): a publish
 };
 
 /// A subclient: the unit of backup content inside a backup set. Its creator owns it and one thread uses it at a time;
-/// copies are independent. All texts are UTF-8; until fetched they and the lists are empty and the numbers 0.
+/// copies share nothing but `stagedContent`. All texts are UTF-8; until fetched they and the lists are empty and the
+/// numbers 0.
 ///
 /// A subclient that was read can be changed: setters stage changes in the object, and Commit() writes them, all or
 /// none.
@@ -138,21 +139,22 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
     ///
     /// 0 once all steps are done, whatever the commit of the transaction then says: `commitOutcome` tells that. Else
     /// the code of CanICommit; 1546: the transaction could not begin; or the step's:
-    /// 1542 no such subclient, or its SQL content could not be read; 1538 content; 1548 content of this agent type
-    /// cannot be changed; 1539 data storage policy; 1545 the backup reference time that goes with it; 1540 index
-    /// storage policy; 1800 description, or SQL content before it; 1801 data readers. The last two have no text in the
-    /// catalogue. HubDatabase::lastFailure tells more.
+    /// 1542 no such subclient, its SQL content could not be read, or could not be written before a storage policy; 1538
+    /// content; 1548 content of this agent type cannot be changed; 1539 data storage policy; 1545 the backup reference
+    /// time that goes with it; 1540 index storage policy; 1800 description, or SQL content before it; 1801 data
+    /// readers. The last two have no text in the catalogue. HubDatabase::lastFailure, which begins anew, tells more
+    /// where the database or what it was given is to blame.
     int Commit(bool skipChecks);
 
-    /// Whether a commit is allowed now; nothing is written. 0, or of these the first that holds: 1542 there is no such
-    /// subclient; 1793 its backup set cannot be read; 1794 somebody has changed that set or a subclient of it since
-    /// this object was read; 1285 its jobs cannot be listed; 1541 one of them is an active backup; 1543 its subclient
-    /// policy cannot be read; 1544 it follows one; 1795 staged file-system content does not go with that of the other
-    /// subclients (docs/content.md). A job that starts later is not met.
+    /// Whether a commit of the object, which was read, is allowed now; nothing is written. 0, or of these the first
+    /// that holds: 1542 there is no such subclient; 1793 its backup set cannot be read; 1794 somebody has changed that
+    /// set or a subclient of it since this object was read; 1285 its jobs cannot be listed; 1541 one of them is an
+    /// active backup; 1543 its subclient policy cannot be read; 1544 it follows one; 1795 staged file-system content
+    /// does not go with that of the other subclients (docs/content.md). A job that starts later is not met.
+    /// HubDatabase::lastFailure begins anew.
     int CanICommit();
 
-    /// The steps of Commit(), which calls them and hands them its transaction. Called by somebody else, a step is a
-    /// change of its own.
+    /// The steps of Commit(), to be called by it alone: one that would write without its transaction fails instead.
     int CommitContent();
     int CommitDataStoragePolicy();
     int CommitIndexStoragePolicy();
@@ -169,7 +171,9 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
     /// Whether the staged paths go with those of the other subclients of the backup set. 0 or 1795.
     int CheckContentConsistancy();
     /// Give `conf` this subclient's name and staged paths, and then those of the others that have not bit 0x8 in their
-    /// status. 0; 1795 at the first that `conf` refuses, or when the others cannot all be read; 1542 no such subclient.
+    /// status. 0; 1795 at the first that `conf` refuses, or when the database fails; 1542 no such subclient. Another
+    /// one counts with what a list reads of it: without content where its backup set or data storage policy has no row.
+    /// Paths that hold a NUL are passed over: no commit writes them.
     int LoadMe(FSSubclientConf& conf);
     int LoadAllExceptMe(FSSubclientConf& conf);
 

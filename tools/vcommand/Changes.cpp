@@ -228,7 +228,7 @@ tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
     default:
         break;
     }
-    if (status == kDbNoRow || status == kDbBadText || status == kDbBadValue) // what was asked for, not the database
+    if (status == kDbConstraint || status == kDbBadText || status == kDbBadValue) // what was asked for, not the database
         return refused(words);
     return {tools::kExitFailed,
             status == 0 ? "the library refused" : words + " (database status " + std::to_string(status) + ")", code};
