@@ -5,6 +5,8 @@
 
 #include <fstream>
 
+#include "db/LossyProxy.h"
+#include "support/PostgresServer.h"
 #include "support/TempDirectory.h"
 #include "vcommand/VcommandTest.h"
 
@@ -99,7 +101,7 @@ TEST_P(Changes, AreRefusedWholly) {
         EXPECT_EQ(document(run(asJson))["error"]["code"], code) << ::testing::PrintToString(line);
     }
     for (const auto& [line, exitCode, code, reason] : std::vector<std::tuple<Arguments, int, int, std::string>>{
-             {{"99", "--readers", "2"}, 3, 771, "no subclient with the id 99"},
+             {{"99", "--readers", "2"}, 3, 1542, "no subclient with the id 99"},
              {{"2", "--storage-policy", "none"}, 3, 771, "no storage policy named"},
              {{"2", "--content-file", "/nowhere"}, 3, 771, "No such file"},
              {{"2", "--content-file", file("empty", "\n\r\n")}, 4, 771, "--clear-content"},
@@ -120,6 +122,37 @@ TEST_P(Changes, PathsComeFromAFile) {
     const support::TempDirectory directory;
     std::ofstream(directory.file("paths"), std::ios::binary) << "/var/spool\r\n\n/größer \n/tapes";
     EXPECT_EQ(changed({"16", "--content-file", directory.file("paths")}), "done content:>/var/spool content:>/größer ");
+}
+
+/// Neither a commit that the server takes back at its end nor one whose answer is lost is told as a success.
+class ChangesOnAServer : public Changes {};
+INSTANTIATE_TEST_SUITE_P(Engines, ChangesOnAServer, ::testing::Values(&support::makePostgresHub),
+                         [](const auto& test) { return support::toolEngineName(test); });
+
+TEST_P(ChangesOnAServer, ACommitThatIsNotKnownToBeDoneHasAnExitCodeOfItsOwn) {
+    const Arguments line = set({"2", "--readers", "5"});
+    const std::string before = stored();
+    hub_->run("CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'too late'; END $$;"
+              "CREATE CONSTRAINT TRIGGER late AFTER INSERT ON APP_SubClientProp DEFERRABLE INITIALLY DEFERRED "
+              "FOR EACH ROW EXECUTE FUNCTION refuse()");
+    const auto refused = run(line);
+    EXPECT_EQ(refused.exitCode, 5);
+    EXPECT_THAT(refused.err, HasSubstr("too late"));
+    EXPECT_THAT(refused.out, HasSubstr("Nothing was written."));
+    EXPECT_EQ(json(line)["outcome"], "not done");
+    EXPECT_EQ(stored(), before);
+
+    hub_->run("DROP TRIGGER late ON APP_SubClientProp");
+    const std::string& direct = support::sharedPostgres()->socketDirectory();
+    LossyProxy proxy(direct);
+    std::string url = hub_->url();
+    url.replace(url.find(direct), direct.size(), proxy.directory());
+    proxy.lose(LossyProxy::Loss::kRequest, "COMMIT", "COMMIT");
+    const auto lost = runWith(url, line);
+    EXPECT_EQ(lost.exitCode, 6);
+    EXPECT_THAT(lost.err, HasSubstr("it is not known"));
+    EXPECT_THAT(lost.out, Not(::testing::AnyOf(HasSubstr("Done"), HasSubstr("Nothing"))));
+    EXPECT_EQ(stored(), before) << "this time it was not";
 }
 
 /// On a terminal the changes come first, and what is not agreed to is not written.

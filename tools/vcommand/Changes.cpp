@@ -26,6 +26,8 @@ using ContentKind = VSDK_Subclient::ContentKind;
 
 constexpr int kFetchFailed = 1284;
 constexpr int kPolicyFetchFailed = 1287;
+constexpr int kNoSubclient = 1542;
+constexpr const char* kNothing = "Nothing was written.";
 
 [[noreturn]] void refuse(int code, const std::string& reason) {
     throw tools::CommandError(tools::kExitRefused, reason, code);
@@ -188,6 +190,19 @@ class Plan {
     std::vector<Row> rows_;
 };
 
+/// The id of the one that is meant.
+int subclientOf(const Scope& which) {
+    Walk walk(which);
+    try {
+        walk.run([](const Path&, int, const Entity*) { return true; });
+    } catch (const tools::CommandError& failure) {
+        if (failure.exitCode != tools::kExitNotFound)
+            throw;
+        throw tools::CommandError(failure.exitCode, failure.what(), kNoSubclient);
+    }
+    return walk.found(which.chain.size() - 1).first;
+}
+
 /// The active backups that keep a subclient from being changed.
 std::string activeJobs(int subclientId) {
     VSDK_JobList running(0, 0, 0, 0, subclientId);
@@ -209,7 +224,7 @@ tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
     switch (code) {
     case 1541:
         return refused(activeJobs(subclient.subclientId));
-    case 1542:
+    case kNoSubclient:
         return {tools::kExitNotFound, "there is no subclient " + std::to_string(subclient.subclientId), code};
     case 1544:
         return refused("it follows the subclient policy " + std::to_string(subclient.subclientPolicyId));
@@ -228,7 +243,8 @@ tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
     default:
         break;
     }
-    if (status == kDbConstraint || status == kDbBadText || status == kDbBadValue) // what was asked for, not the database
+    if (status == kDbConstraint || status == kDbBadText ||
+        status == kDbBadValue) // what was asked for, not the database
         return refused(words);
     return {tools::kExitFailed,
             status == 0 ? "the library refused" : words + " (database status " + std::to_string(status) + ")", code};
@@ -269,9 +285,7 @@ std::vector<std::string> readPaths(const std::string& file) {
 
 Answer changeSubclient(const Scope& which, const ChangeRequest& request, const Confirm& confirm) {
     HubDatabase::clearLastFailure();
-    Walk walk(which);
-    walk.run([](const Path&, int, const Entity*) { return true; });
-    Plan plan(walk.found(which.chain.size() - 1).first, request);
+    Plan plan(subclientOf(which), request);
     VSDK_Subclient& subclient = plan.subclient();
 
     static const NumberKind kChange({.one = "change", .many = "changes"});
@@ -295,15 +309,15 @@ Answer changeSubclient(const Scope& which, const ChangeRequest& request, const C
         auto refusal = plan.fault();
         if (const int code = request.force ? 0 : subclient.CanICommit(); code != 0)
             refusal = refusalOf(code, subclient);
-        end(refusal ? "refused" : "dry run", refusal ? "" : "Nothing was written.");
+        end(refusal ? "refused" : "dry run", kNothing);
         return refusal ? fail(*refusal) : answer;
     }
     if (!confirm(answer)) {
-        end("declined", "Nothing was written.");
+        end("declined", kNothing);
         return answer;
     }
     if (const int code = subclient.Commit(request.force); code != 0) {
-        end("refused", "");
+        end("refused", kNothing);
         return fail(refusalOf(code, subclient));
     }
     std::string words;
@@ -318,7 +332,7 @@ Answer changeSubclient(const Scope& which, const ChangeRequest& request, const C
         return fail({tools::kExitUnknown, "it is not known whether this was done: look at the subclient. " + words,
                      kInternalError});
     default:
-        end("not done", "");
+        end("not done", kNothing);
         return fail(
             {tools::kExitNotDone, "nothing was changed, the database did not commit: " + words, kInternalError});
     }

@@ -52,7 +52,7 @@ Examples:
   vcommand list snapshots --job 102
   vcommand show subclient default --client db01 --agenttype "SQL Database"
   vcommand show storagepolicy 1
-  vcommand subclient set users --client files-north --content /srv /home
+  vcommand subclient set spool --client mail01 --content /var/spool /var/mail
   vcommand jobs --type backup --client mail01 --watch
   vcommand job 104 105
   vcommand login alice
