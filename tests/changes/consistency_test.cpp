@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "appmgr/FSSubclientConf.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Consistency, ComparesPathsByWhatTheyLeadTo) {
+    for (const auto& [path, compared] : {std::pair{"", ""},
+                                         {"docs", ""},
+                                         {"./docs", ""},
+                                         {"c", ""},
+                                         {"c:docs", ""},
+                                         {"1:\\docs", ""},
+                                         {"cc:\\docs", ""},
+                                         {" /docs", ""},
+                                         {"/", "/"},
+                                         {"//", "/"},
+                                         {"/.", "/"},
+                                         {"/././/", "/"},
+                                         {"/docs", "/docs"},
+                                         {"//Docs//A b/", "/Docs/A b"}, // case counts
+                                         {"/./docs/./x/.", "/docs/x"},
+                                         {"/docs/../x", "/docs/../x"},
+                                         {"/docs/.hidden/...", "/docs/.hidden/..."},
+                                         {"/a\\b\\", "/a\\b\\"}, // a character there
+                                         {"/\xC3\x84/*.d?c", "/\xC3\x84/*.d?c"},
+                                         {"\\", "\\"},
+                                         {"\\/", "\\"},
+                                         {"\\\\Host/Share\\", "\\host\\share"},
+                                         {"\\.\\X/y", "\\x\\y"},
+                                         {"c:", "c:\\"},
+                                         {"C:/", "c:\\"},
+                                         {"Z:\\\\.\\", "z:\\"},
+                                         {"C:\\Docs/Sub\\\\.\\F.TXT", "c:\\docs\\sub\\f.txt"},
+                                         {"C:\\\xC3\x84", "c:\\\xC3\x84"}, // beyond A to Z case counts
+                                         {"C:\\@[`{", "c:\\@[`{"}})
+        EXPECT_EQ(FSSubclientConf::normalised(path), compared) << path;
+}
+
+/// What is given in turn, names as "=name", until one is refused, and that with its reason.
+TEST(Consistency, StopsAtTheFirstThatCannotStand) {
+    const std::pair<std::vector<const char*>, std::string> cases[] = {
+        {{"=docs", "/a", "/a/b", "/b", "=other", "/a/b/c", "/", "=third", "/c"}, ""},
+        {{"=docs", "=other", "x", "", "/y", "/y", "=other", "/y"}, ""}, // the others' own affairs
+        {{"=docs", "=Docs", "=docs ", "="}, ""},
+        {{"=docs", "=other", "/", "=docs"}, "3 1 the name \"docs\" is used by another subclient too"},
+        {{"=", "/a", "="}, "2 1 the name \"\" is used by another subclient too"},
+        {{"=docs", "/a", ""}, "2 2 a path is empty"},
+        {{"=docs", nullptr}, "1 2 a path is empty"},
+        {{"=docs", "a/b"}, "1 3 the path \"a/b\" is not absolute"},
+        {{"=default", "/", "c:\\", "\\", "d:"}, ""},
+        {{"=docs", "/*"}, ""},
+        {{"=docs", "//."}, "1 4 the root \"//.\" is for the subclient \"default\" only"},
+        {{"=Default", "C:"}, "1 4 the root \"C:\" is for the subclient \"default\" only"},
+        {{"=docs", "\\"}, "1 4 the root \"\\\" is for the subclient \"default\" only"},
+        {{"=docs", "/a", "/A", "/a/."}, "3 5 the path \"/a/.\" is there twice"},
+        {{"=docs", "c:\\a", "C:/A/"}, "2 5 the path \"C:/A/\" is there twice"},
+        {{"=default", "/", "=docs", "//"}, "3 6 the path \"//\" belongs to the subclient \"docs\""},
+        {{"=docs", "\\\\h\\S", "/h", "=b", "/H", "=c", "/x", "//H/s", "\\H\\s/"},
+         "8 6 the path \"\\H\\s/\" belongs to the subclient \"c\""}};
+    for (const auto& [given, refused] : cases) {
+        FSSubclientConf conf(33);
+        int fault = 0;
+        std::size_t at = 0;
+        for (; at < given.size(); ++at) {
+            const bool name = given[at] != nullptr && *given[at] == '=';
+            fault = name ? conf.setName(given[at] + 1) : conf.setPath(given[at]);
+            if (fault != 0)
+                break;
+        }
+        EXPECT_EQ(fault == 0 ? conf.reason() : std::to_string(at) + ' ' + std::to_string(fault) + ' ' + conf.reason(),
+                  refused);
+    }
+}
+
+TEST(Consistency, KeepsManyAndLongPaths) {
+    FSSubclientConf conf(33);
+    EXPECT_EQ(conf.setName("docs"), 0);
+    const auto path = [](int i) { return "/" + std::string(i % 50 == 0 ? 70000U : 30U, 'x') + std::to_string(i); };
+    constexpr int kMany = 3000;
+    for (int i = 0; i < kMany; ++i)
+        ASSERT_EQ(conf.setPath(path(i).c_str()), 0) << i;
+    for (int i = 0; i < kMany; ++i)
+        ASSERT_EQ(conf.setPath((path(i) + '/').c_str()), FSSubclientConf::kPathTwice) << i;
+    EXPECT_EQ(conf.setName("other"), 0);
+    EXPECT_EQ(conf.setPath(path(kMany).c_str()), 0);
+    EXPECT_EQ(conf.setPath(path(kMany - 1).c_str()), FSSubclientConf::kPathTaken);
+}
+
+} // namespace
