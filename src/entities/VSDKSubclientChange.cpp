@@ -168,7 +168,18 @@ int VSDK_Subclient::LoadAllExceptMe(FSSubclientConf& conf) {
             continue;
         if (conf.setName(toNarrowString(other->GetName()).c_str()) != 0)
             return kContentInconsistent;
-        for (const std::string& path : other->GetContent())
+        std::list<std::string>& paths = other->GetContent();
+        if (paths.empty()) { // its reading may have ended before them: it has no storage policy, say
+            BackupContent texts;
+            ApplicationId its = applicationOf(other->GetSubclientId());
+            const int found = its.getApplicationId(nullptr);
+            if (found == kDbNoRow) // taken away meanwhile
+                continue;
+            if (found != kDbOk || its.getSubclient(nullptr)->getBackupContent(texts, nullptr) != kDbOk)
+                return kContentInconsistent;
+            paths.assign(texts.begin(), texts.end());
+        }
+        for (const std::string& path : paths)
             if (conf.setPath(toNarrowString(path).c_str()) != 0)
                 return kContentInconsistent;
     }
