@@ -88,14 +88,17 @@ TEST_P(Checks, MindWhatStandsInTheWay) {
     }
     reset();
     Paths paths{"/new"};
-    for (const char* const object : {"GetSubclientList", "APP_ScFilterFile", "ArchGroup"})
-        for (const auto point : {FaultPoint::kExecute, FaultPoint::kNextRow}) {
-            VSDK_Subclient one = read(11);
-            one.SetContent(&paths);
-            fail(point, kDbBusy, 1000, object);
-            EXPECT_EQ(one.CanICommit(), 1795) << object;
-            atNoPoint();
-        }
+    for (const auto& [object, point] : {std::pair{"GetSubclientList", FaultPoint::kExecute},
+                                        {"GetSubclientList", FaultPoint::kNextRow},
+                                        {"APP_ScFilterFile", FaultPoint::kExecute},
+                                        {"APP_ScFilterFile", FaultPoint::kNextRow},
+                                        {"ArchGroup", FaultPoint::kExecute}}) {
+        VSDK_Subclient one = read(11);
+        one.SetContent(&paths);
+        fail(point, kDbBusy, 1000, object);
+        EXPECT_EQ(one.CanICommit(), 1795) << object;
+        atNoPoint();
+    }
 }
 
 } // namespace

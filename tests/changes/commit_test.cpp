@@ -7,13 +7,17 @@ namespace {
 using namespace stage;
 using Subclient = VSDK_Subclient;
 
+// Rows as they are afterwards.
+const std::string set = "B:|6|1000 ";
+const std::string papers = "P:|11|User_Description|1|papers|NULL|1000 ";
+const std::string none = "+P:|11|User_Description|1||1000|0 ";
+const std::string two = "P:|11|Number_of_Data_Readers|2|2|NULL|1000 ";
+const std::string five = "+P:|11|Number_of_Data_Readers|2|5|1000|0 ";
+
 ENGINE_TEST(Commits, ChangesTest, ::testing::Bool());
 
 TEST_P(Commits, WriteWhatDiffersOrNothing) {
-    const std::string set = "B:|6|1000 ";
     const std::string more = "F:|11|1|/more|NULL|1000 ";
-    const std::string none = "P:|11|User_Description|1|papers|NULL|1000 +P:|11|User_Description|1||1000|0 ";
-    const std::string five = "P:|11|Number_of_Data_Readers|2|2|NULL|1000 +P:|11|Number_of_Data_Readers|2|5|1000|0 ";
     const std::string noA = "P:|12|a|118|1|NULL|1000 ";
     const std::string noB = "P:|12|b|118|2|NULL|1000 ";
     const std::string sql = "S:|12|7|8|1000 " + set;
@@ -42,14 +46,14 @@ TEST_P(Commits, WriteWhatDiffersOrNothing) {
         {11, dataPolicy(7), 0, "S:|11|7|8|0 " + set},
         {11, indexPolicy(7), 0, "S:|11|7|7|500 " + set},
         {11, indexPolicy(8), 0, ""},
-        {11, description(""), 0, set + none},
+        {11, description(""), 0, set + papers + none},
         {10, description(""), 0, ""},
         {13, description("\xC3\x84'%d"), 0, set + "+P:|13|User_Description|1|\xC3\x84'%d|1000|0 "},
-        {11, readers(5), 0, set + five},
+        {11, readers(5), 0, set + two + five},
         {11, readers(2), 0, ""},
         {11, readers(0), 0, ""},
         {13, readers(1), 0, set + "+P:|13|Number_of_Data_Readers|2|1|1000|0 "},
-        {11, all({most, readers(5)}), 0, "S:|11|9|7|0 " + set + more + none + five},
+        {11, all({most, readers(5)}), 0, "S:|11|9|7|0 " + set + more + papers + two + none + five},
         {12, all({databases({}), dataPolicy(7)}), 0, "S:|12|7|8|0 " + set + noA + noB},
         // What is refused takes with it what was written before.
         {11, all({most, readers(-1)}), 1801, ""},
@@ -94,15 +98,10 @@ TEST_P(Commits, MoveTheSetsTimeOnce) {
 }
 
 TEST_P(Commits, WithoutChecksKnowNoAgentType) {
-    const std::string set = "B:|6|1000 ";
-    const std::string none = "P:|11|User_Description|1|papers|NULL|1000 +P:|11|User_Description|1||1000|0 ";
-    const std::string five = "P:|11|Number_of_Data_Readers|2|2|NULL|1000 +P:|11|Number_of_Data_Readers|2|5|1000|0 ";
     const std::tuple<int, Stage, int, std::string> cases[] = {
-        {11, all({}), 0, set + none}, // the description is staged at all times
-        {11, readers(5), 0,
-         set + "P:|11|User_Description|1|papers|NULL|1000 " + five.substr(0, five.find('+')) +
-             none.substr(none.find('+')) + five.substr(five.find('+'))},
-        {11, all({readers(5), description("papers")}), 0, set + five},
+        {11, all({}), 0, set + papers + none}, // the description is staged at all times
+        {11, readers(5), 0, set + papers + two + none + five},
+        {11, all({readers(5), description("papers")}), 0, set + two + five},
         {13, dataPolicy(9), 0, "S:|13|9|8|0 " + set},
         {11, all({files({"/x"}), dataPolicy(9)}), 1548, ""},
         {12, databases({}), 1548, ""},
@@ -143,8 +142,8 @@ TEST_P(Commits, WriteWhatTheAgentTypeHasForContent) {
         EXPECT_EQ(one.Commit(false), written.empty() ? 1548 : 0) << type;
         const std::string rows = changesOf(before);
         EXPECT_EQ(rows, written.empty()    ? ""
-                        : written == paths ? "B:|6|1000 " + written
-                                           : "S:|10|7|8|1000 B:|6|1000 " + written)
+                        : written == paths ? set + written
+                                           : "S:|10|7|8|1000 " + set + written)
             << type;
     }
 }

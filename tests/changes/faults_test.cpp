@@ -1,4 +1,5 @@
 #include <atomic>
+#include <span>
 #include <thread>
 
 #include "changes/ChangesTest.h"
@@ -23,23 +24,23 @@ const std::vector<std::pair<int, Stage>> kKinds{
 ENGINE_TEST(Faults, ChangesTest, ::testing::Values(true));
 
 TEST_P(Faults, OfAnyStatementLeaveNothingBehind) {
-    for (const auto& [id, stage] : kKinds)
-        for (const int fault : {kDbFull, kDbConnectionLost}) {
-            reset();
-            const auto before = state();
-            for (int k = 0, left = -1; left < 0; ++k) {
-                VSDK_Subclient one = staged(id, stage);
-                left = k;
-                at([&](FaultPoint point, std::string_view) {
-                    return (point == FaultPoint::kExecute || point == FaultPoint::kNextRow) && left-- == 0 ? fault : 0;
-                });
-                const int code = one.Commit(true);
-                atNoPoint();
-                EXPECT_EQ(code == 0, left >= 0) << code << ": " << k << " of " << &stage - &kKinds[0].second;
-                EXPECT_EQ(one.commitOutcome, left >= 0 ? Outcome::kDone : Outcome::kNotDone);
-                EXPECT_EQ(changesOf(before).empty(), left < 0);
-            }
+    for (const auto& [id, stage] : kKinds) {
+        reset();
+        const auto before = state();
+        for (int k = 0, left = -1; left < 0; ++k) {
+            VSDK_Subclient one = staged(id, stage);
+            left = k;
+            at([&](FaultPoint point, std::string_view) {
+                const bool here = point == FaultPoint::kExecute || point == FaultPoint::kNextRow;
+                return here && left-- == 0 ? (k % 2 == 0 ? kDbFull : kDbConnectionLost) : 0;
+            });
+            const int code = one.Commit(true);
+            atNoPoint();
+            EXPECT_EQ(code == 0, left >= 0) << code << " at point " << k << " of " << changesOf(before);
+            EXPECT_EQ(one.commitOutcome, left >= 0 ? Outcome::kDone : Outcome::kNotDone);
+            EXPECT_EQ(changesOf(before).empty(), left < 0) << k;
         }
+    }
 }
 
 TEST_P(Faults, OfTheTransactionAreTold) {
@@ -73,7 +74,7 @@ TEST_P(Faults, OfTheTransactionAreTold) {
 TEST_P(Faults, OfEditorsWhoMeetAreNoMixture) {
     const bool waits = hub_->traits().oneWriter;
     for (const auto& [firstId, firstStage] : kKinds)
-        for (const auto& [secondId, secondStage] : kKinds) {
+        for (const auto& [secondId, secondStage] : std::span(kKinds).last(3)) {
             reset();
             auto before = state();
             VSDK_Subclient first = staged(firstId, firstStage);
@@ -116,7 +117,7 @@ TEST_P(Faults, OfEditorsWhoMeetAreNoMixture) {
             EXPECT_EQ(code == 0, waits) << code;
             EXPECT_EQ(second.commitOutcome, waits ? Outcome::kDone : Outcome::kNotDone);
             EXPECT_EQ(changesOf(before), waits ? both : onlyFirst);
-            EXPECT_EQ(staged(secondId, secondStage).Commit(false), 0);
+            EXPECT_EQ(second.Commit(true), 0);
             EXPECT_EQ(changesOf(before), both);
         }
 }
@@ -129,7 +130,7 @@ TEST_P(LostConnections, LeaveAllOrNothing) {
     using Loss = LossyProxy::Loss;
     const std::tuple<Loss, const char*, const char*, int, Outcome, bool> cases[] = {
         {Loss::kRequest, "CASE WHEN", "UPDATE", 1538, Outcome::kNotDone, false},
-        {Loss::kAnswers, "INSERT INTO", "INSERT", 1538, Outcome::kNotDone, false},
+        {Loss::kAnswers, "/x", "INSERT", 1538, Outcome::kNotDone, false},
         {Loss::kRequest, "COMMIT", "COMMIT", 0, Outcome::kUnknown, false},
         {Loss::kLastAnswer, "COMMIT", "COMMIT", 0, Outcome::kDone, true},
         {Loss::kAnswers, "pg_current_xact_id", "COMMIT", 0, Outcome::kUnknown, true}};
