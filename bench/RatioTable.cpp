@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr std::array kCounters{"executed",    "prepared", "rows",     "round trips", "peak MB",
-                               "allocations", "wait ms",  "99.9% ms", "slowest ms"};
+constexpr std::array kCounters{"executed", "prepared",    "rows",    "written",  "round trips", "live MB",
+                               "peak MB",  "allocations", "wait ms", "99.9% ms", "slowest ms"};
 constexpr int kNameWidth = 40;
 constexpr int kWidth = 12;
 
