@@ -160,30 +160,26 @@ int VSDK_Subclient::LoadAllExceptMe(FSSubclientConf& conf) {
     VSDK_SubclientList list(application.getClientId(), appTypeId, application.getInstanceId(),
                             application.getBackupSetId());
     list.FetchSubclients(true, true);
-    std::string words;
-    if (HubDatabase::lastFailure(words) != 0) // the list keeps it to itself, and may be short
-        return kContentInconsistent;
     for (VSDK_Subclient* const other : list.elements) {
         if (other->GetSubclientId() == subclientId || (other->GetStatus() & kNotChecked) != 0)
             continue;
         if (conf.setName(toNarrowString(other->GetName()).c_str()) != 0)
             return kContentInconsistent;
         std::list<std::string>& paths = other->GetContent();
-        if (paths.empty()) { // its reading may have ended before them: it has no storage policy, say
+        if (paths.empty()) { // its reading ended before them where its storage policy, say, has no row
             BackupContent texts;
             ApplicationId its = applicationOf(other->GetSubclientId());
-            const int found = its.getApplicationId(nullptr);
-            if (found == kDbNoRow) // taken away meanwhile
-                continue;
-            if (found != kDbOk || its.getSubclient(nullptr)->getBackupContent(texts, nullptr) != kDbOk)
-                return kContentInconsistent;
+            if (Subclient* const itself = its.getSubclient(nullptr); itself != nullptr)
+                (void)itself->getBackupContent(texts, nullptr);
             paths.assign(texts.begin(), texts.end());
         }
         for (const std::string& path : paths)
             if (conf.setPath(toNarrowString(path).c_str()) != 0)
                 return kContentInconsistent;
     }
-    return 0;
+    // Reads of many keep a failure to themselves, and what could not be read was not judged.
+    std::string words;
+    return HubDatabase::lastFailure(words) == 0 ? 0 : kContentInconsistent;
 }
 
 // ---- the commit

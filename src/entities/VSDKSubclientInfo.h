@@ -171,9 +171,8 @@ class VSDKDB_API VSDK_Subclient : public VSDKDB_Base {
     /// Whether the staged paths go with those of the other subclients of the backup set. 0 or 1795.
     int CheckContentConsistancy();
     /// Give `conf` this subclient's name and staged paths, and then those of the others that have not bit 0x8 in their
-    /// status. 0; 1795 at the first that `conf` refuses, or when the database fails; 1542 no such subclient. Another
-    /// one counts with what a list reads of it: without content where its backup set or data storage policy has no row.
-    /// Paths that hold a NUL are passed over: no commit writes them.
+    /// status. 0; 1795 at the first that `conf` refuses, or when the database fails; 1542 no such subclient. Paths that
+    /// hold a NUL are passed over: no commit writes them.
     int LoadMe(FSSubclientConf& conf);
     int LoadAllExceptMe(FSSubclientConf& conf);
 

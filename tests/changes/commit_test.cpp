@@ -160,8 +160,12 @@ TEST_P(Commits, ReadWhatIsStagedWhenTheyWrite) {
         reset();
     }
     const auto before = state();
-    EXPECT_EQ(one.CommitDataStoragePolicy(), 0);
-    EXPECT_EQ(changesOf(before), "S:|11|9|8|0 B:|6|1001 ") << "alone it is two changes of its own";
+    for (const auto& [step, code] : {std::pair{&Subclient::CommitContent, 1538},
+                                     {&Subclient::CommitDataStoragePolicy, 1539},
+                                     {&Subclient::CommitDescription, 1800},
+                                     {&Subclient::CommitDataReaders, 1801}})
+        EXPECT_EQ((one.*step)(), code) << "outside a commit";
+    EXPECT_EQ(changesOf(before), "");
 }
 
 } // namespace
