@@ -14,43 +14,28 @@
 
 using Outcome = VSDK_Subclient::CommitOutcome;
 using Paths = std::vector<std::string>;
-
 using Stage = std::function<void(VSDK_Subclient&)>;
-
-/// What stages a change. One that stages paths keeps them.
-namespace stage {
-
-inline Stage files(Paths content) {
-    return [kept = std::make_shared<Paths>(std::move(content))](VSDK_Subclient& one) { one.SetContent(kept.get()); };
-}
-inline Stage databases(std::list<_VSDK_SQLContent> content) {
-    return [content = std::move(content)](VSDK_Subclient& one) { one.SetSQLContent(content); };
-}
-inline Stage dataPolicy(int id) {
-    return [id](VSDK_Subclient& one) { one.SetDataStoragePolicy(id); };
-}
-inline Stage indexPolicy(int id) {
-    return [id](VSDK_Subclient& one) { one.SetIndexStoragePolicy(id); };
-}
-inline Stage description(std::string text) {
-    return [text = std::move(text)](VSDK_Subclient& one) { one.SetDescription(text); };
-}
-inline Stage readers(int number) {
-    return [number](VSDK_Subclient& one) { one.setDataReaders(number); };
-}
-inline Stage all(std::vector<Stage> stages) {
-    return [stages = std::move(stages)](VSDK_Subclient& one) {
-        for (const auto& stage : stages)
-            stage(one);
-    };
-}
-
-} // namespace stage
 
 /// Backup set 6 (read at time 77) of instance 5 with subclients 10 "default" and 11 "docs", both of files (33), 12 of
 /// databases (4) and 13 of an agent whose content cannot be changed (2); storage policies 7, 8 and 9. It is 1000.
 class ChangesTest : public EntityTest {
   protected:
+    // What stages a change. One that stages paths keeps them.
+    static Stage all(std::vector<Stage> stages) {
+        return [stages](auto& one) { std::ranges::for_each(stages, [&one](const Stage& it) { it(one); }); };
+    }
+    static Stage files(Paths content) {
+        return [kept = std::make_shared<Paths>(content)](auto& one) { one.SetContent(kept.get()); };
+    }
+    template <class Value> static Stage with(void (VSDK_Subclient::*setter)(Value), Value value) {
+        return [=](auto& one) { (one.*setter)(value); };
+    }
+    static Stage databases(std::list<_VSDK_SQLContent> all) { return with(&VSDK_Subclient::SetSQLContent, all); }
+    static Stage dataPolicy(int id) { return with(&VSDK_Subclient::SetDataStoragePolicy, id); }
+    static Stage indexPolicy(int id) { return with(&VSDK_Subclient::SetIndexStoragePolicy, id); }
+    static Stage description(std::string text) { return with(&VSDK_Subclient::SetDescription, text); }
+    static Stage readers(int number) { return with(&VSDK_Subclient::setDataReaders, number); }
+
     void SetUp() override {
         EntityTest::SetUp();
         if (IsSkipped())

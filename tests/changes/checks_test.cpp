@@ -7,7 +7,6 @@
 
 namespace {
 
-using namespace stage;
 using hubdb::FaultPoint;
 
 std::string job(int id, int operation, int subclient) {
@@ -30,7 +29,7 @@ TEST_P(Checks, TellTheFirstOfAllFaults) {
     one.SetContent(&paths);
     std::set<std::string, std::less<>> broken{"JMGetRunningJobSummaryVSDK", "APP_SubClientProp"};
     hub_->run(sets("id = 99", 11) + "UPDATE APP_BackupSetName SET id = 5, modified = 78;" + job(1, 4, 11) +
-              estate::property("SubClient", 11, appmgr::kSubclientPolicy, "3"));
+              policy("3"));
     const std::tuple<std::string, const char*, int> repairs[] = {
         {"", "", 1542},
         {sets("id = 11", 99), "", 1793},
