@@ -255,7 +255,8 @@ std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connect
     switch (operation) {
     case Operation::kCall:
         return connection.callText(declaration_, values_.view().size());
-    case Operation::kInsert: {
+    case Operation::kInsert:
+    case Operation::kInsertOnly: {
         std::vector<std::string> names;
         std::vector<std::string> marks;
         for (const auto& column : declaration_.columns) {
@@ -266,7 +267,8 @@ std::string DBtable::sqlFor(Operation operation, const Form* set, hubdb::Connect
         }
         const auto* serial = declaration_.serial();
         return "INSERT INTO " + object + " (" + joined(names, ", ") + ") VALUES (" + joined(marks, ", ") + ")" +
-               (serial == nullptr ? "" : std::string(" RETURNING ") + serial->name);
+               (serial == nullptr || operation == Operation::kInsertOnly ? ""
+                                                                         : std::string(" RETURNING ") + serial->name);
     }
     case Operation::kUpdate:
         return "UPDATE " + object + " SET " + set->sql() + filter();
@@ -319,8 +321,9 @@ bool DBtable::readsByKey() const {
 hubdb::CachedStatement* DBtable::run(Operation operation, const std::shared_ptr<const Form>& set,
                                      std::span<const Value> values, int& status) {
     const bool reads = operation <= Operation::kCall && declaration_.readsOnly;
-    const bool filtered = operation != Operation::kInsert && operation != Operation::kCall &&
-                          operation != Operation::kUpdateRow && operation != Operation::kDeleteRow;
+    const bool filtered = operation != Operation::kInsert && operation != Operation::kInsertOnly &&
+                          operation != Operation::kCall && operation != Operation::kUpdateRow &&
+                          operation != Operation::kDeleteRow;
     const bool ordered = operation == Operation::kReadOne || operation == Operation::kReadAll;
     hubdb::StatementKey key{&declaration_,
                             0,
@@ -678,7 +681,7 @@ int DBtable::rowInsert(bool readSerial) {
             return fail(status, std::string(declaration_.object) + "." + declaration_.columns[i].name +
                                     ": the text is not whole UTF-8 or too long for its column");
     }
-    auto* const inserted = run(Operation::kInsert, nullptr, values, status);
+    auto* const inserted = run(readSerial ? Operation::kInsert : Operation::kInsertOnly, nullptr, values, status);
     if (inserted == nullptr)
         return status;
     const auto* serial = declaration_.serial();

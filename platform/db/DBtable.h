@@ -125,6 +125,7 @@ class VSDKPLATFORM_API DBtable {
         kReadAll,
         kCall,
         kInsert,
+        kInsertOnly, ///< whose serial nobody asks for
         kUpdate,
         kUpdateRow,
         kDelete,
