@@ -20,6 +20,37 @@ bool isRoot(std::string_view path) {
     return path.size() == 1 || (path.size() == kDriveRoot && path[1] == ':' && path[0] != '/' && path[0] != '\\');
 }
 
+/// FSSubclientConf::normalised(), into a text that has room already.
+void normalise(std::string_view path, std::string& result) {
+    result.clear();
+    constexpr std::string_view kBoth = "/\\";
+    const bool drive = path.size() >= 2 && folded(path[0]) >= 'a' && folded(path[0]) <= 'z' && path[1] == ':' &&
+                       (path.size() == 2 || kBoth.find(path[2]) != std::string_view::npos);
+    if (!drive && (path.empty() || kBoth.find(path[0]) == std::string_view::npos))
+        return;
+    const bool folds = drive || path[0] == '\\';
+    const std::string_view separators = folds ? kBoth : kBoth.substr(0, 1);
+    const char separator = folds ? '\\' : '/';
+    if (drive) {
+        result = {folded(path[0]), ':'};
+        path.remove_prefix(2);
+    }
+    while (!path.empty()) {
+        const std::string_view component = path.substr(0, path.find_first_of(separators));
+        path.remove_prefix(std::min(component.size() + 1, path.size()));
+        if (component.empty() || component == ".")
+            continue;
+        result += separator;
+        const std::size_t at = result.size();
+        result += component;
+        if (folds)
+            std::transform(result.begin() + static_cast<std::ptrdiff_t>(at), result.end(),
+                           result.begin() + static_cast<std::ptrdiff_t>(at), &folded);
+    }
+    if (result.empty() || (drive && result.size() == 2))
+        result += separator;
+}
+
 } // namespace
 
 /// A set of texts, tight: their bytes one behind the other in blocks, and a table of pointers to them.
@@ -94,18 +125,18 @@ int FSSubclientConf::setName(const char* name) {
 
 int FSSubclientConf::setPath(const char* path) {
     const std::string_view given = path == nullptr ? "" : path;
-    const std::string compared = normalised(given);
+    normalise(given, compared_);
     if (given_ == kOthers)
-        return own_->contains(compared)
+        return own_->contains(compared_)
                    ? refuse(kPathTaken, "the path " + quoted(given) + " belongs to the subclient " + quoted(another_))
                    : kNone;
     if (given.empty())
         return refuse(kEmptyPath, "a path is empty");
-    if (compared.empty())
+    if (compared_.empty())
         return refuse(kRelativePath, "the path " + quoted(given) + " is not absolute");
-    if (isRoot(compared) && name_ != "default")
+    if (isRoot(compared_) && name_ != "default")
         return refuse(kRootPath, "the root " + quoted(given) + " is for the subclient \"default\" only");
-    return own_->add(compared) ? kNone : refuse(kPathTwice, "the path " + quoted(given) + " is there twice");
+    return own_->add(compared_) ? kNone : refuse(kPathTwice, "the path " + quoted(given) + " is there twice");
 }
 
 int FSSubclientConf::refuse(Fault fault, const std::string& words) {
@@ -114,30 +145,7 @@ int FSSubclientConf::refuse(Fault fault, const std::string& words) {
 }
 
 std::string FSSubclientConf::normalised(std::string_view path) {
-    constexpr std::string_view kBoth = "/\\";
-    const bool drive = path.size() >= 2 && folded(path[0]) >= 'a' && folded(path[0]) <= 'z' && path[1] == ':' &&
-                       (path.size() == 2 || kBoth.find(path[2]) != std::string_view::npos);
-    if (!drive && (path.empty() || kBoth.find(path[0]) == std::string_view::npos))
-        return "";
-    const bool folds = drive || path[0] == '\\';
-    const std::string_view separators = folds ? kBoth : kBoth.substr(0, 1);
-    const char separator = folds ? '\\' : '/';
     std::string result;
-    result.reserve(path.size() + 1);
-    if (drive) {
-        result = {folded(path[0]), ':'};
-        path.remove_prefix(2);
-    }
-    while (!path.empty()) {
-        const std::string_view component = path.substr(0, path.find_first_of(separators));
-        path.remove_prefix(std::min(component.size() + 1, path.size()));
-        if (component.empty() || component == ".")
-            continue;
-        result += separator;
-        for (const char c : component)
-            result += folds ? folded(c) : c;
-    }
-    if (result.empty() || (drive && result.size() == 2))
-        result += separator;
+    normalise(path, result);
     return result;
 }

@@ -63,5 +63,6 @@ class VSDKPLATFORM_API FSSubclientConf {
     std::string another_; ///< whose paths are being given
     enum { kNothing, kOwn, kOthers } given_ = kNothing;
     std::unique_ptr<Paths> own_;
+    std::string compared_; ///< the last path in that form: one text for all of them
     std::string reason_;
 };

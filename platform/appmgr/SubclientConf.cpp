@@ -35,6 +35,7 @@ int SubclientConf::updateContent(int what, const BackupContent& content, const B
             return change.refuse(kDbBadStatement, "there is no content to be changed");
         // Whether a text that is to be there is there already.
         std::unordered_map<std::string_view, bool> wanted;
+        wanted.reserve(static_cast<std::size_t>(content.end() - content.begin()));
         for (const std::string& text : content)
             wanted.emplace(text, false);
         APP_ScFilterFile row(change.transaction());

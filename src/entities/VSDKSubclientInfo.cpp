@@ -110,7 +110,8 @@ int VSDK_Subclient::FetchProperties(APP_Application_t* row, bool allSubclients) 
     if (kind == ContentKind::kPaths) {
         BackupContent texts;
         (void)subclient->getBackupContent(texts, nullptr);
-        content.insert(content.end(), texts.begin(), texts.end());
+        for (std::string& text : texts.takeTexts())
+            content.push_back(std::move(text));
     } else {
         fetchFilterEntries();
     }
