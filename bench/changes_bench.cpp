@@ -352,6 +352,7 @@ class LibraryList : public ContentCheck {
     std::size_t live_ = 0;
 };
 
+/// The list by hand, and the library's rule of what is the same path.
 template <class Raw> class RawCheck : public ContentCheck {
   public:
     RawCheck(const BenchBackupSet& set, const std::string& url, const Paths& own)
@@ -364,7 +365,7 @@ template <class Raw> class RawCheck : public ContentCheck {
                 if (other->subclientId == set_.backupSetId)
                     continue;
                 for (const std::string& path : other->content)
-                    if (++paths; own_.contains(path))
+                    if (++paths; own_.contains(FSSubclientConf::normalised(path)))
                         throw std::runtime_error("the raw code found a path twice");
             }
         });
