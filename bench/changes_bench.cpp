@@ -405,7 +405,7 @@ template <class Raw> class Changes {
     }
     void compareWhole(ChangedSubclient one) {
         const std::string count = std::to_string(one.states[0].paths.size());
-        compare("all of " + count + " paths", "all-of-" + count, one, false, kSlow);
+        compare("all of " + count + " paths", "all-of-" + count, one, false, 3);
     }
     void compareChecks(const std::vector<BenchBackupSet>& sets) {
         const Paths own = pathsBelow("/own", 0, kOthers);
