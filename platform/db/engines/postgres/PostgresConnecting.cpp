@@ -229,6 +229,8 @@ bool PostgresConnection::makeReady(EngineError& error) {
             (version >= kChoosesPlans ? "; SET plan_cache_mode = force_generic_plan" : "") +
             // Compiling the list of running jobs costs more than it saves, however many they are.
             (version >= kCompilesStatements ? "; SET jit = off" : "") +
+            // Lists are read to their end: a plan for the first rows of a cursor would be the wrong one.
+            "; SET cursor_tuple_fraction = 1" +
             (version >= kNoticesLostClients ? "; SET client_connection_check_interval = 1000" : "");
         status = runOnce(settings, StatementUse::kOneRow);
         error = error_;
