@@ -82,6 +82,7 @@ TEST_P(Changes, AreRefusedWholly) {
              {{"2", "--sql-database", "x"}, 4, 1548, "--content"},
              {{"17", "--content", "/x"}, 4, 1548, "--sql-database"},
              {{"2", "--content", "/x", "--force"}, 4, 1548, "--force"},
+             {{"2", "--content", "/x", "--force", "--dry-run"}, 4, 1548, "--force"},
              {{"2", "--content", "/x", "x"}, 4, 1795, "\"x\" is not absolute"},
              {{"2", "--content", ""}, 4, 1795, "empty"},
              {{"2", "--content", "/x", "/x/"}, 4, 1795, "\"/x/\" is there twice"},

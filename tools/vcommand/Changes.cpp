@@ -27,7 +27,10 @@ using ContentKind = VSDK_Subclient::ContentKind;
 constexpr int kFetchFailed = 1284;
 constexpr int kPolicyFetchFailed = 1287;
 constexpr int kNoSubclient = 1542;
+constexpr int kNotSupported = 1548;
 constexpr const char* kNothing = "Nothing was written.";
+constexpr const char* kNoForcedContent =
+    "content is not changed without the checks, which find the agent type: leave --force out";
 
 [[noreturn]] void refuse(int code, const std::string& reason) {
     throw tools::CommandError(tools::kExitRefused, reason, code);
@@ -101,8 +104,10 @@ class Plan {
 
     VSDK_Subclient& subclient() { return subclient_; }
     std::vector<Row>& rows() { return rows_; }
-    /// What a commit would be refused for that its checks do not look at.
+    /// What a commit would be refused for without a look of its checks.
     std::optional<tools::CommandError> fault() const {
+        if (request_.force && (subclient_.changeMask & VSDK_Subclient::kContentStaged) != 0)
+            return tools::CommandError(tools::kExitRefused, kNoForcedContent, kNotSupported);
         for (const auto& [code, policy] : policies_)
             if (!policy.exists)
                 return tools::CommandError(tools::kExitRefused, "there is no storage policy " + policy.shown, code);
@@ -135,7 +140,6 @@ class Plan {
         const ContentKind kind = VSDK_Subclient::contentKind(static_cast<unsigned long>(subclient_.appTypeId));
         if ((kind != ContentKind::kPaths && kind != ContentKind::kSqlDatabases) ||
             (request_.paths && kind != ContentKind::kPaths) || (request_.databases && kind == ContentKind::kPaths)) {
-            constexpr int kNotSupported = 1548;
             refuse(kNotSupported, kind == ContentKind::kPaths ? "its content is paths: --content"
                                   : kind == ContentKind::kSqlDatabases
                                       ? "its content is databases: --sql-database"
@@ -225,11 +229,13 @@ tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
     case 1541:
         return refused(activeJobs(subclient.subclientId));
     case kNoSubclient:
+        if (status != 0) // nobody knows whether there is one
+            break;
         return {tools::kExitNotFound, "there is no subclient " + std::to_string(subclient.subclientId), code};
     case 1544:
         return refused("it follows the subclient policy " + std::to_string(subclient.subclientPolicyId));
-    case 1548:
-        return refused("content is not changed without the checks, which find the agent type: leave --force out");
+    case kNotSupported:
+        return refused(kNoForcedContent);
     case 1794:
         return refused("somebody has changed its backup set since it was read");
     case 1795: {
