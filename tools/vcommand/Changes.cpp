@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -282,7 +283,7 @@ std::vector<std::string> readPaths(const std::string& file) {
         if (!line.empty())
             paths.push_back(std::move(line));
     }
-    if (in.bad())
+    if (in.bad() || (file == "-" && std::ferror(stdin) != 0)) // of which std::cin tells nothing
         fail(tools::kExitFailed, "it cannot be read");
     if (paths.empty())
         fail(tools::kExitRefused, "there is no path in it; --clear-content empties the content");
