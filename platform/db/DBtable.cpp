@@ -210,7 +210,10 @@ int DBtable::refusal() {
 int DBtable::fail(int status, const std::string& words) {
     lastStatus_ = status;
     lastWords_ = words.empty() ? dbStatusText(status) : words;
-    hubdb::lastFailure() = {status, lastWords_};
+    // What failed a transaction stays the thread's last failure while further calls are only told so.
+    auto& last = hubdb::lastFailure();
+    if (status != kDbTransactionFailed || last.status == kDbOk || transaction_ == nullptr || !transaction_->failed_)
+        last = {status, lastWords_};
     // Whatever failed, what its caller meant to do is not whole any more.
     if (transaction_ != nullptr)
         transaction_->statementFailed(lastWords_);

@@ -56,7 +56,7 @@ class VSDKPLATFORM_API HubDatabase {
 
     /// This thread's last failure of the database or of what its stored passwords need, 0 if there was none since the
     /// last clearLastFailure(), and its words: how a host tells a list that is empty from one whose read failed, and a
-    /// password that is wrong from one that could not be compared.
+    /// password that is wrong from one that could not be compared. Of a transaction: what failed it first.
     static int lastFailure(std::string& words);
     static void clearLastFailure();
 

@@ -85,6 +85,27 @@ TEST_P(Transactions, ARefusedCallFailsThemToo) {
     EXPECT_EQ(hub_->ask("SELECT created FROM ZXGlobalParam"), "NULL");
 }
 
+TEST_P(Transactions, AServiceThatRefusesFailsThemAndMayActOnceInEach) {
+    DBtran transaction;
+    ASSERT_EQ(transaction.startTran(), 0);
+    const auto once = [&] { return transaction.once(ZXGlobalParam_t2::kRow, 5); };
+    EXPECT_TRUE(once());
+    EXPECT_FALSE(once());
+    EXPECT_TRUE(transaction.once(ArchPipeConfig_t2::kRow, 5));
+    ASSERT_EQ(insert("a", &transaction), 0);
+    EXPECT_EQ(transaction.refuse(kDbConstraint, "not with us"), kDbConstraint);
+    EXPECT_EQ(insert("b", &transaction), kDbTransactionFailed);
+    std::string words;
+    EXPECT_EQ(HubDatabase::lastFailure(words), kDbConstraint) << "why, not only that";
+    EXPECT_EQ(words, "not with us");
+    EXPECT_EQ(transaction.commitTran(), kDbTransactionFailed);
+    EXPECT_EQ(names(), "");
+    ASSERT_EQ(transaction.startTran(), 0);
+    EXPECT_TRUE(once());
+    EXPECT_EQ(transaction.commitTran(true), 0);
+    EXPECT_TRUE(once());
+}
+
 TEST_P(Transactions, AReadDoesNotSeemToEndWhenItsTransactionDoes) {
     put({"a", "b", "c"});
     DBtran transaction;

@@ -65,6 +65,10 @@ TEST_P(Changes, AreShownAndWritten) {
               "done databases:sales (7)> databases:stock (9)> databases:a=b (0)>");
     EXPECT_EQ(changed({"16", "--content", "/y"}), "done content:/tapes> content:>/y");
     EXPECT_EQ(changed({"7", "--readers", "3", "--force"}), "done dataReaders:0>3");
+    const std::string rows = stored();
+    EXPECT_EQ(printed(set({"reports", "--description", "", "--clear-content", "--storage-policy", "short"})),
+              "FIELD  BEFORE  AFTER\nThere is nothing to change.\n");
+    EXPECT_EQ(stored(), rows) << "neither is the time of the last backup forgotten";
     EXPECT_EQ(json({"show", "subclient", "7"})["subclient"]["description"], "closed years") << "which was not given";
 }
 
@@ -76,7 +80,7 @@ TEST_P(Changes, AreRefusedWholly) {
     };
     const std::string before = stored();
     for (const auto& [line, exitCode, code, reason] : std::vector<std::tuple<Arguments, int, int, std::string>>{
-             {{"9", "--readers", "2"}, 4, 1541, "job 105"},
+             {{"9", "--readers", "2"}, 4, 1541, "--subclient 9"},
              {{"7", "--readers", "2"}, 4, 1544, "the subclient policy 3"},
              {{"8", "--content", "/x"}, 4, 1548, "is not changed"},
              {{"2", "--sql-database", "x"}, 4, 1548, "--content"},
@@ -91,7 +95,9 @@ TEST_P(Changes, AreRefusedWholly) {
              {{"2", "--description", "no", "--storage-policy", "99"}, 4, 1539, "no storage policy 99"},
              {{"2", "--storage-policy", "99", "--dry-run"}, 4, 1539, "no storage policy 99"},
              {{"2", "--index-policy", "0", "--readers", "3"}, 4, 1540, "no storage policy 0"},
-             {{"2", "--description", "\xff"}, 4, 1800, "UTF-8"}}) {
+             {{"2", "--description", "\xff", "--dry-run"}, 4, 771, "UTF-8"},
+             {{"2", "--content", "/\xff", "--dry-run"}, 4, 771, "UTF-8"},
+             {{"17", "--sql-database", std::string(2049, 'd')}, 4, 771, "2048"}}) {
         const auto result = run(set(line));
         EXPECT_EQ(result.exitCode, exitCode) << ::testing::PrintToString(line);
         EXPECT_THAT(result.err, HasSubstr("error " + std::to_string(code))) << ::testing::PrintToString(line);
@@ -121,7 +127,7 @@ TEST_P(Changes, AreRefusedWholly) {
 
 TEST_P(Changes, PathsComeFromAFile) {
     const support::TempDirectory directory;
-    std::ofstream(directory.file("paths"), std::ios::binary) << "/var/spool\r\n\n/größer \n/tapes";
+    std::ofstream(directory.file("paths"), std::ios::binary) << "\xEF\xBB\xBF/var/spool\r\n\n/größer \n/tapes";
     EXPECT_EQ(changed({"16", "--content-file", directory.file("paths")}), "done content:>/var/spool content:>/größer ");
 }
 

@@ -10,7 +10,8 @@ namespace tools {
 namespace {
 
 constexpr std::string_view kGap = "  ";
-constexpr std::size_t kLeast = 8; ///< columns of a text that is cut
+constexpr std::size_t kLeast = 8;        ///< columns of a text that is cut
+constexpr std::size_t kAlignedMax = 200; ///< what is longer stands out, rather than make each line as long
 
 } // namespace
 
@@ -27,7 +28,7 @@ std::vector<std::size_t> Table::widths(std::size_t limit) const {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         std::size_t width = displayWidth(columns_[i].title);
         for (const auto& row : rows_)
-            width = std::max(width, displayWidth(row[i]));
+            width = std::max(width, std::min(displayWidth(row[i]), kAlignedMax));
         widths.push_back(width);
         total += width + (i == 0 ? 0 : kGap.size());
     }
@@ -50,7 +51,7 @@ std::string Table::text(std::size_t limit) const {
         std::string line;
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             const std::string cell = limit == 0 ? cellAt(i) : cutToWidth(cellAt(i), widths[i]);
-            const std::string padding(widths[i] - displayWidth(cell), ' ');
+            const std::string padding(widths[i] - std::min(displayWidth(cell), widths[i]), ' ');
             line += i == 0 ? "" : kGap;
             line += columns_[i].align == Align::kRight ? padding + cell : cell + padding;
         }

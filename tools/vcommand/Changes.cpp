@@ -10,13 +10,13 @@
 #include <list>
 #include <set>
 
+#include "Db/Tbl/APP_SubClientProp.h"
 #include "appmgr/FSSubclientConf.h"
 #include "db/DBStatus.h"
 #include "db/DBText.h"
 #include "db/HubDatabase.h"
 #include "entities/VSDKStoragePolicyInfo.h"
 #include "entities/VSDKSubclientInfo.h"
-#include "jobs/VSDKJobInfo.h"
 #include "vcommand/Failures.h"
 #include "vcommand/kinds/Kinds.h"
 
@@ -63,6 +63,11 @@ Policy policyNamed(const std::string& given) {
     return policyOf(walk.found(0).first);
 }
 
+void requireText(const std::string& text, const char* what) {
+    if (!hubdb::isWholeText(text))
+        refuse(tools::kInvalidArgument, std::string(what) + " is not UTF-8");
+}
+
 /// Databases as a command line gives them. Without an id one keeps that which it has, or has none.
 std::list<_VSDK_SQLContent> databasesOf(const std::vector<std::string>& given,
                                         const std::list<_VSDK_SQLContent>& before) {
@@ -70,6 +75,7 @@ std::list<_VSDK_SQLContent> databasesOf(const std::vector<std::string>& given,
     std::set<std::string> names;
     for (const std::string& text : given) {
         _VSDK_SQLContent database;
+        requireText(text, "a database's name");
         const std::size_t equals = text.rfind('=');
         database.databaseName = text.substr(0, equals);
         if (equals != std::string::npos) {
@@ -82,13 +88,56 @@ std::list<_VSDK_SQLContent> databasesOf(const std::vector<std::string>& given,
             const auto known = std::ranges::find(before, text, &_VSDK_SQLContent::databaseName);
             database.databaseId = known == before.end() ? 0 : known->databaseId;
         }
-        if (database.databaseName.empty())
-            refuse(tools::kInvalidArgument, "a database needs a name");
+        constexpr std::size_t kRoom = sizeof(APP_SubClientProp_t::attrName); // the terminator's included
+        if (database.databaseName.empty() || database.databaseName.size() >= kRoom)
+            refuse(tools::kInvalidArgument,
+                   "a database has a name, of at most " + std::to_string(kRoom - 1) + " bytes");
         if (!names.insert(database.databaseName).second)
             refuse(tools::kInvalidArgument, "the database '" + database.databaseName + "' is given twice");
         databases.push_back(std::move(database));
     }
     return databases;
+}
+
+/// Why the library answered a code, as the words and the exit code of a person.
+tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
+    std::string words;
+    const int status = HubDatabase::lastFailure(words);
+    const auto refused = [code](const std::string& reason) {
+        return tools::CommandError(tools::kExitRefused, reason, code);
+    };
+    switch (code) {
+    case 1541: // its number is not for everybody
+        return refused("a backup of it is active: see vcommand jobs --subclient " +
+                       std::to_string(subclient.subclientId));
+    case kNoSubclient:
+        if (status != 0) // nobody knows whether there is one
+            break;
+        return {tools::kExitNotFound, "there is no subclient " + std::to_string(subclient.subclientId), code};
+    case 1544:
+        return refused("it follows the subclient policy " + std::to_string(subclient.subclientPolicyId));
+    case kNotSupported:
+        return refused(kNoForcedContent);
+    case 1794:
+        return refused("somebody has changed its backup set since it was read");
+    case 1795: {
+        FSSubclientConf conf(subclient.appTypeId);
+        if (subclient.LoadMe(conf) == 0)
+            (void)subclient.LoadAllExceptMe(conf);
+        if (!conf.reason().empty())
+            return refused(conf.reason());
+        break;
+    }
+    default:
+        break;
+    }
+    if (status == kDbSerialization)
+        return refused("somebody has changed its backup set at the same time: try again");
+    if (status == kDbConstraint || status == kDbBadText ||
+        status == kDbBadValue) // what was asked for, not the database
+        return refused(words);
+    return {tools::kExitFailed,
+            status == 0 ? "the library refused" : words + " (database status " + std::to_string(status) + ")", code};
 }
 
 /// What is to be changed, as rows for a person and staged in the subclient.
@@ -105,8 +154,10 @@ class Plan {
 
     VSDK_Subclient& subclient() { return subclient_; }
     std::vector<Row>& rows() { return rows_; }
-    /// What a commit would be refused for without a look of its checks.
-    std::optional<tools::CommandError> fault() const {
+    /// What a commit would be refused for.
+    std::optional<tools::CommandError> fault() {
+        if (const int code = request_.force ? 0 : subclient_.CanICommit(); code != 0)
+            return refusalOf(code, subclient_);
         if (request_.force && (subclient_.changeMask & VSDK_Subclient::kContentStaged) != 0)
             return tools::CommandError(tools::kExitRefused, kNoForcedContent, kNotSupported);
         for (const auto& [code, policy] : policies_)
@@ -120,18 +171,19 @@ class Plan {
         // Staged in any case: it is written in any case.
         subclient_.SetDescription(request_.description.value_or(subclient_.applicationText));
         add("description", subclient_.applicationText, subclient_.description);
-        if (request_.readers) {
+        requireText(subclient_.description, "the description");
+        if (request_.readers && *request_.readers != subclient_.applicationNumber1) {
             subclient_.setDataReaders(*request_.readers);
             add("dataReaders", std::to_string(subclient_.applicationNumber1), std::to_string(*request_.readers));
         }
         constexpr int kDataPolicyFailed = 1539;
         constexpr int kIndexPolicyFailed = 1540;
-        if (request_.storagePolicy)
-            subclient_.SetDataStoragePolicy(
-                addPolicy("storagePolicy", kDataPolicyFailed, subclient_.applicationNumber2, *request_.storagePolicy));
-        if (request_.indexPolicy)
-            subclient_.SetIndexStoragePolicy(addPolicy("indexStoragePolicy", kIndexPolicyFailed,
-                                                       subclient_.applicationNumber3, *request_.indexPolicy));
+        if (const auto id =
+                addPolicy("storagePolicy", kDataPolicyFailed, subclient_.applicationNumber2, request_.storagePolicy))
+            subclient_.SetDataStoragePolicy(*id);
+        if (const auto id = addPolicy("indexStoragePolicy", kIndexPolicyFailed, subclient_.applicationNumber3,
+                                      request_.indexPolicy))
+            subclient_.SetIndexStoragePolicy(*id);
         stageContent();
     }
 
@@ -148,20 +200,21 @@ class Plan {
         }
         if (kind == ContentKind::kPaths) {
             paths_ = request_.paths.value_or(std::vector<std::string>());
-            subclient_.SetContent(&paths_);
-            addContent("content", {subclient_.content.begin(), subclient_.content.end()}, paths_);
+            for (const std::string& path : paths_)
+                requireText(path, "a path");
+            if (addContent("content", {subclient_.content.begin(), subclient_.content.end()}, paths_))
+                subclient_.SetContent(&paths_);
             return;
         }
-        const auto shown = [this] {
+        const auto shown = [](const std::list<_VSDK_SQLContent>& databases) {
             std::vector<std::string> texts;
-            for (const auto& [id, name] : subclient_.sqlContent)
+            for (const auto& [id, name] : databases)
                 texts.push_back(itemText({name, id}));
             return texts;
         };
-        const std::vector<std::string> before = shown();
-        subclient_.SetSQLContent(
-            databasesOf(request_.databases.value_or(std::vector<std::string>()), subclient_.sqlContent));
-        addContent("databases", before, shown());
+        auto databases = databasesOf(request_.databases.value_or(std::vector<std::string>()), subclient_.sqlContent);
+        if (addContent("databases", shown(subclient_.sqlContent), shown(databases)))
+            subclient_.SetSQLContent(std::move(databases));
     }
 
     void add(const char* field, const std::string& before, const std::string& after) {
@@ -169,23 +222,31 @@ class Plan {
             rows_.push_back({std::string(field), before, after});
     }
 
-    int addPolicy(const char* field, int code, int before, const std::string& given) {
-        const Policy policy = policyNamed(given);
+    /// The id of a policy that is another one than before.
+    std::optional<int> addPolicy(const char* field, int code, int before, const std::optional<std::string>& given) {
+        if (!given)
+            return std::nullopt;
+        const Policy policy = policyNamed(*given);
+        if (policy.id == before)
+            return std::nullopt;
         policies_.emplace_back(code, policy);
         add(field, policyOf(before).shown, policy.shown);
         return policy.id;
     }
 
-    /// What goes, and what comes, each on a row of its own.
-    void addContent(const char* field, const std::vector<std::string>& before, const std::vector<std::string>& after) {
+    /// What goes, and what comes, each on a row of its own. False when all is as it was.
+    bool addContent(const char* field, std::vector<std::string> before, std::vector<std::string> after) {
         const std::set<std::string> old(before.begin(), before.end());
-        std::set<std::string> kept(after.begin(), after.end());
+        const std::set<std::string> wanted(after.begin(), after.end());
         for (const std::string& text : before)
-            if (!kept.contains(text))
+            if (!wanted.contains(text))
                 rows_.push_back({std::string(field), text, std::string()});
         for (const std::string& text : after)
             if (!old.contains(text))
                 rows_.push_back({std::string(field), std::string(), text});
+        std::ranges::sort(before);
+        std::ranges::sort(after);
+        return before != after; // duplicates too
     }
 
     VSDK_Subclient subclient_;
@@ -208,55 +269,6 @@ int subclientOf(const Scope& which) {
     return walk.found(which.chain.size() - 1).first;
 }
 
-/// The active backups that keep a subclient from being changed.
-std::string activeJobs(int subclientId) {
-    VSDK_JobList running(0, 0, 0, 0, subclientId);
-    std::vector<_VSDK_Job> jobs;
-    (void)running.FetchJobList(jobs, VSDK_JobList::kBackupJobs, 0);
-    std::string ids;
-    for (const _VSDK_Job& job : jobs)
-        ids += (ids.empty() ? "job " : ", ") + std::to_string(job.jobId);
-    return ids.empty() ? "its job has just ended" : ids;
-}
-
-/// Why the library answered a code, as the words and the exit code of a person.
-tools::CommandError refusalOf(int code, VSDK_Subclient& subclient) {
-    std::string words;
-    const int status = HubDatabase::lastFailure(words);
-    const auto refused = [code](const std::string& reason) {
-        return tools::CommandError(tools::kExitRefused, reason, code);
-    };
-    switch (code) {
-    case 1541:
-        return refused(activeJobs(subclient.subclientId));
-    case kNoSubclient:
-        if (status != 0) // nobody knows whether there is one
-            break;
-        return {tools::kExitNotFound, "there is no subclient " + std::to_string(subclient.subclientId), code};
-    case 1544:
-        return refused("it follows the subclient policy " + std::to_string(subclient.subclientPolicyId));
-    case kNotSupported:
-        return refused(kNoForcedContent);
-    case 1794:
-        return refused("somebody has changed its backup set since it was read");
-    case 1795: {
-        FSSubclientConf conf(subclient.appTypeId);
-        if (subclient.LoadMe(conf) == 0)
-            (void)subclient.LoadAllExceptMe(conf);
-        if (!conf.reason().empty())
-            return refused(conf.reason());
-        break;
-    }
-    default:
-        break;
-    }
-    if (status == kDbConstraint || status == kDbBadText ||
-        status == kDbBadValue) // what was asked for, not the database
-        return refused(words);
-    return {tools::kExitFailed,
-            status == 0 ? "the library refused" : words + " (database status " + std::to_string(status) + ")", code};
-}
-
 } // namespace
 
 std::vector<std::string> readPaths(const std::string& file) {
@@ -275,7 +287,9 @@ std::vector<std::string> readPaths(const std::string& file) {
     std::vector<std::string> paths;
     std::size_t number = 0;
     for (std::string line; std::getline(in, line);) {
-        ++number;
+        constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+        if (++number == 1 && line.starts_with(kByteOrderMark))
+            line.erase(0, kByteOrderMark.size());
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         if (!hubdb::isWholeText(line))
@@ -285,6 +299,7 @@ std::vector<std::string> readPaths(const std::string& file) {
     }
     if (in.bad() || (file == "-" && std::ferror(stdin) != 0)) // of which std::cin tells nothing
         fail(tools::kExitFailed, "it cannot be read");
+    std::cin.clear(); // a question may follow
     if (paths.empty())
         fail(tools::kExitRefused, "there is no path in it; --clear-content empties the content");
     return paths;
@@ -301,7 +316,8 @@ Answer changeSubclient(const Scope& which, const ChangeRequest& request, const C
                    {"before", Type::kText, Use::kBrief},
                    {"after", Type::kText, Use::kBrief}},
                   std::move(plan.rows())};
-    answer.scope.emplace_back("subclient", Json{{"id", subclient.subclientId}, {"name", subclient.name}});
+    answer.scope.emplace_back(
+        "subclient", Json{{"id", subclient.subclientId}, {"name", subclient.ReplaceSpecialChars(subclient.name)}});
     const auto end = [&answer](const char* outcome, const char* closing) {
         answer.scope.emplace_back("outcome", outcome);
         answer.closing = closing;
@@ -312,14 +328,16 @@ Answer changeSubclient(const Scope& which, const ChangeRequest& request, const C
     };
 
     HubDatabase::clearLastFailure();
+    if (request.dryRun || request.ask)
+        if (const auto refusal = plan.fault()) {
+            end("refused", kNothing);
+            return fail(*refusal);
+        }
     if (request.dryRun) {
-        auto refusal = plan.fault();
-        if (const int code = request.force ? 0 : subclient.CanICommit(); code != 0)
-            refusal = refusalOf(code, subclient);
-        end(refusal ? "refused" : "dry run", kNothing);
-        return refusal ? fail(*refusal) : answer;
+        end("dry run", kNothing);
+        return answer;
     }
-    if (!confirm(answer)) {
+    if (request.ask && !answer.rows.empty() && !confirm(answer)) {
         end("declined", kNothing);
         return answer;
     }
@@ -332,7 +350,7 @@ Answer changeSubclient(const Scope& which, const ChangeRequest& request, const C
     words += " (database status " + std::to_string(status) + ")";
     switch (subclient.commitOutcome) {
     case Outcome::kDone:
-        end("done", "Done.");
+        end("done", answer.rows.empty() ? "There is nothing to change." : "Done.");
         return answer;
     case Outcome::kUnknown:
         end("unknown", "");

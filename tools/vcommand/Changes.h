@@ -18,6 +18,7 @@ struct ChangeRequest {
     bool clearContent = false;                         ///< of either kind
     bool dryRun = false;                               ///< only tell
     bool force = false;                                ///< without the library's checks
+    bool ask = false;                                  ///< check, and ask before it is written
 };
 
 /// The paths in a file, "-" for standard input: one on each line, without its end. Throws a tools::CommandError.

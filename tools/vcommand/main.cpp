@@ -213,7 +213,7 @@ class ChangeCommand final : public Command {
         addText(*app_, "--description", request_.description, "The new description");
         addText(*app_, "--readers", readers_, "The number of data readers, 1 or more");
         addText(*app_, "--storage-policy", request_.storagePolicy,
-                "The storage policy for data, by id or name; the next backup has no earlier one to go by");
+                "The storage policy for data, by id or name; the time of the last backup is forgotten");
         addText(*app_, "--index-policy", request_.indexPolicy, "The storage policy for the index, by id or name");
         std::array content{
             app_->add_option("--content", paths_, "The paths in the place of all there are, of file systems")
@@ -263,10 +263,10 @@ class ChangeCommand final : public Command {
     }
     bool isGuarded() const override { return true; }
     Answer run(const hubdb::DatabaseUrl& /*url*/) const override {
+        ChangeRequest request = request_;
+        request.ask = !yes_ && forPerson_() && tools::isTerminal(0) && tools::isTerminal(1) && tools::isTerminal(2);
         bool shown = false;
-        Answer answer = changeSubclient(which_.scope(), request_, [&](const Answer& changes) {
-            if (yes_ || !forPerson_() || !tools::isTerminal(0) || !tools::isTerminal(1))
-                return true;
+        Answer answer = changeSubclient(which_.scope(), request, [&shown](const Answer& changes) {
             shown = true;
             return tools::writeOutput(tableText(changes, tools::terminalWidth())) && isAgreed();
         });
@@ -279,7 +279,7 @@ class ChangeCommand final : public Command {
     static bool isAgreed() {
         std::cerr << "Write this? [y/N] " << std::flush;
         std::string line;
-        return std::getline(std::cin, line) && (line == "y" || line == "Y" || line == "yes");
+        return std::getline(std::cin, line) && (line == "y" || line == "Y" || line == "yes" || line == "Yes");
     }
 
     ScopeOptions which_;
